@@ -1,0 +1,84 @@
+#include "pub/base/wait.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace {
+
+thread_local ending_signals t_admitted = ending_signals::none;
+
+sigset_t signals_of(ending_signals signals)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    switch (signals) {
+    case ending_signals::none:
+        break;
+    case ending_signals::main_thread:
+        sigaddset(&set, SIGTERM);
+        sigaddset(&set, SIGUSR2);
+        break;
+    case ending_signals::worker:
+        sigaddset(&set, SIGUSR1);
+        break;
+    }
+    return set;
+}
+
+void mask_admitted(int how)
+{
+    if (t_admitted != ending_signals::none) {
+        const sigset_t set = signals_of(t_admitted);
+        (void)pthread_sigmask(how, &set, nullptr); // fails on a bad `how` only
+    }
+}
+
+void sleep_for(timespec left)
+{
+    const signal_window window;
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+} // namespace
+
+void pub_util_block_ending_signals()
+{
+    sigset_t set = signals_of(ending_signals::main_thread);
+    sigaddset(&set, SIGUSR1);
+    (void)pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+void pub_util_admit_ending_signals(ending_signals signals)
+{
+    t_admitted = signals;
+}
+
+signal_window::signal_window()
+{
+    mask_admitted(SIG_UNBLOCK);
+}
+
+signal_window::~signal_window()
+{
+    mask_admitted(SIG_BLOCK);
+}
+
+void pub_util_sleep_ms(uint32_t milliseconds)
+{
+    sleep_for({static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1'000'000});
+}
+
+void pub_util_sleep_seconds(uint32_t seconds)
+{
+    sleep_for({static_cast<time_t>(seconds), 0});
+}
+
+void pub_util_park()
+{
+    for (;;) {
+        (void)pause(); // woken by signals that do not end anything
+    }
+}

@@ -1,0 +1,36 @@
+// Where a thread of the service may be ended: in these waits and nowhere else.
+//
+// SIGTERM and SIGUSR2 (main thread) and SIGUSR1 (workers) are blocked from the first moment on. A wait lets in those
+// that its own thread has admitted, makes the blocking call and blocks them again. The handlers never return, so
+// nothing is lost between the unblocking and the call, and no handler ever runs inside malloc, stdio or a lock.
+#pragma once
+
+#include <stdint.h>
+
+enum class ending_signals {
+    none,        // the state of every thread at first: a signal stays pending
+    main_thread, // SIGTERM and SIGUSR2
+    worker,      // SIGUSR1
+};
+
+// Blocks every ending signal for the calling thread and for all that it will create. Main thread, before anything else.
+void pub_util_block_ending_signals();
+
+// Chooses the signals that end the calling thread while it waits. Their handlers must be installed before.
+void pub_util_admit_ending_signals(ending_signals signals);
+
+// Lets the admitted signals in for as long as it lives; held around one blocking call.
+class signal_window {
+  public:
+    signal_window();
+    ~signal_window();
+    signal_window(const signal_window &) = delete;
+    signal_window &operator=(const signal_window &) = delete;
+};
+
+// Sleeps the whole time, whatever other signals arrive, unless an admitted one ends the thread. Any thread.
+void pub_util_sleep_ms(uint32_t milliseconds);
+void pub_util_sleep_seconds(uint32_t seconds);
+
+// Never returns and lets nothing in: for a thread that leaves the ending of the process to another.
+[[noreturn]] void pub_util_park();

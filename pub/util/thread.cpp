@@ -1,0 +1,89 @@
+// Ending threads. A worker is detached and never joined, so a handle may outlive its thread: whoever takes the handle
+// out of its atomic, by exchange, decides what becomes of the thread.
+#include <errno.h>
+#include <sched.h>
+#include <signal.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "pub/base/wait.h"
+#include "pub/util/util.h"
+
+#define LOG_MODULE "kv-zep-pub"
+#include "pub/log/log.h"
+
+namespace {
+
+constexpr int k_below_highest_priority = 4;
+constexpr uint32_t k_years = 0xFFFFFFFF; // seconds
+
+// Not a wait in which the caller can be ended: it is used while the process is being released.
+void sleep_10_ms()
+{
+    timespec left = {0, 10'000'000};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+} // namespace
+
+int32_t pub_util_kill_thread(pub_util_thread *handle)
+{
+    log_func();
+    const pthread_t thread = handle == nullptr ? 0 : handle->exchange(0);
+    if (thread == 0 || pthread_equal(thread, pthread_self()) != 0 || pthread_kill(thread, 0) == ESRCH) {
+        return ERR_NONE;
+    }
+    const int result = pthread_kill(thread, SIGUSR1);
+    if (result != 0) {
+        handle->store(thread);
+        return log_error(result, "pthread_kill(): %d - %s", result, error_text(result).c_str());
+    }
+    sleep_10_ms();
+    return ERR_NONE;
+}
+
+void pub_util_clear_own_thread(pub_util_thread *handle)
+{
+    while (handle->exchange(0) == 0) {
+        pub_util_sleep_seconds(k_years);
+    }
+}
+
+void pub_util_admit_kill()
+{
+    struct sigaction action = {};
+    action.sa_handler = pub_util_handle_thread_signal;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    if (sigaction(SIGUSR1, &action, nullptr) != 0) {
+        (void)log_sys_error("sigaction");
+        return; // the thread cannot be ended then, but neither can it end the process
+    }
+    pub_util_admit_ending_signals(ending_signals::worker);
+}
+
+void pub_util_handle_thread_signal(int signal_number)
+{
+    if (signal_number != SIGUSR1) {
+        (void)log_error(ERR_INVALID_PARAM, "unknown signal: %d", signal_number);
+        return;
+    }
+    log_info("thread %d will be end", static_cast<int>(gettid()));
+    pthread_exit(nullptr);
+}
+
+int32_t pub_util_raise_process_priority()
+{
+    log_func();
+    const int highest = sched_get_priority_max(SCHED_FIFO);
+    if (highest < 0) {
+        return log_sys_error("sched_get_priority_max");
+    }
+    sched_param parameter = {};
+    parameter.sched_priority = highest - k_below_highest_priority;
+    if (sched_setscheduler(getpid(), SCHED_FIFO, &parameter) != 0) {
+        return log_sys_error("sched_setscheduler");
+    }
+    return ERR_NONE;
+}

@@ -1,0 +1,48 @@
+// The service's log in a folder of the test's own, and what was written to it. Only inside in_child.
+#pragma once
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "pub/log/log_client.h"
+#include "tests/support/temp_folder.h"
+
+class test_log {
+  public:
+    test_log()
+    {
+        (void)sfw_log_set_directory(m_folder.path().c_str());
+        (void)sfw_log_start(SFW_LOG_DEFAULT_OBJECT, "test");
+    }
+
+    // The folder that the log made for this process, and the whole file.
+    [[nodiscard]] std::string folder() const
+    {
+        char name[50] = "";
+        (void)get_process_name(name, sizeof(name));
+        return m_folder.path() + "/" + name + "-log";
+    }
+    [[nodiscard]] std::string text() const { return read_whole_file(folder() + "/test.log"); }
+
+    // "LEVEL | INFO" of each record, the blanks that pad the level cut.
+    [[nodiscard]] std::vector<std::string> records() const
+    {
+        std::vector<std::string> result;
+        std::istringstream lines(text());
+        for (std::string line; std::getline(lines, line);) {
+            size_t level = 0; // behind time, thread, function and line number
+            for (int column = 0; column < 4 && level != std::string::npos; column++) {
+                level = line.find(" | ", level + (column == 0 ? 0 : 3));
+            }
+            if (level != std::string::npos && line[2] == ':') {
+                const std::string name = line.substr(level + 3, 12);
+                result.push_back(name.substr(0, name.find_last_not_of(' ') + 1) + " | " + line.substr(level + 18));
+            }
+        }
+        return result;
+    }
+
+  private:
+    temp_folder m_folder;
+};

@@ -1,0 +1,416 @@
+#include "pub/log/log_client.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include <atomic>
+#include <regex>
+#include <thread>
+
+#define LOG_MODULE "amt/test"
+#include "pub/log/log.h"
+#include "tests/support/in_child.h"
+#include "tests/support/test_log.h"
+#include "tests/unit/pub/log_fakes.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr char k_footer[] =
+    "\n========================================= log  end =========================================\n";
+
+std::string header_pattern()
+{
+    const std::string line(92, '=');
+    return "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d:\\d{3}\n\n" + line +
+           "\n    TIME     \\|   TID    \\|              FUNCTION              \\|  LINE  \\|    LEVEL     \\| INFO\n" +
+           line + "\n";
+}
+
+size_t header_length(const std::string &text)
+{
+    std::smatch match;
+    return std::regex_search(text, match, std::regex("^" + header_pattern())) ? match[0].str().size() : 0;
+}
+
+std::string internal_log(const test_log &log)
+{
+    return read_whole_file(log.folder() + "/log_internal.log");
+}
+
+TEST(LogClient, BeginsItsFileWithTheDateAndTheColumns)
+{
+    in_child([] {
+        const test_log log;
+        EXPECT_TRUE(std::regex_match(log.text(), std::regex(header_pattern()))) << log.text();
+    });
+}
+
+TEST(LogClient, WritesOneRecordALineWithTheCallersFunctionAndThread)
+{
+    in_child([] {
+        const test_log log;
+        log_info("pid %d of %s", 7, "it");
+        const std::string text = log.text();
+        const std::string record = text.substr(header_length(text));
+        char tid[16];
+        (void)snprintf(tid, sizeof(tid), "% 8ld", static_cast<long>(gettid()));
+        EXPECT_TRUE(std::regex_match(
+            record,
+            std::regex("\\d\\d:\\d\\d:\\d\\d:\\d{3} \\| " + std::string(tid) +
+                       " \\| operator\\(\\)                         \\| +\\d+ \\| info         \\| pid 7 of it\n")))
+            << record;
+    });
+}
+
+TEST(LogClient, HasAShortFormForEveryKindOfRecord)
+{
+    in_child([] {
+        const test_log log;
+        log_func();
+        log_warning("no CP.");
+        EXPECT_EQ(log_error(-100), -100);
+        EXPECT_EQ(log_error(-101, "%d, %d", true, false), -101);
+        EXPECT_EQ(log_fatal_error(-118), -118);
+        errno = ENOENT;
+        EXPECT_EQ(log_sys_error("open"), -118);
+        log_data("receive Modem data: ", "\x41\x0D", 2);
+        log_at(sfw_log_dump::at_send, "AT\r", 3);
+        EXPECT_THAT(log.records(),
+                    ElementsAre("func | ", "warning | no CP.", "error | -100 - Unknown error",
+                                "error | -101 - Invalid parameter | 1, 0",
+                                "fatal error | -118 - Call C function unsuccessfully",
+                                "sys error | open: 2 - No such file or directory",
+                                "data | receive Modem data: (data len = 2) 410D", "at cmd | send      AT<CR>"));
+    });
+}
+
+TEST(LogClient, KeepsErrnoOfItsCaller)
+{
+    in_child([] {
+        const test_log log;
+        errno = ENXIO;
+        log_info("%s", "x");
+        log_error(99999, "x");
+        log_sys_error("read");
+        log_data("x", "y", 1);
+        sfw_log_stop(nullptr);
+        errno = ENXIO;
+        log_info("%s", "to the internal log");
+        EXPECT_EQ(errno, ENXIO);
+    });
+}
+
+int32_t log_and_return(int32_t value)
+{
+    log_info("inner");
+    return value;
+}
+
+TEST(LogClient, TakesTheArgumentsBeforeTheLock)
+{
+    in_child([] {
+        const test_log log;
+        log_info("outer %d", log_and_return(3));
+        EXPECT_THAT(log.records(), ElementsAre("info | inner", "info | outer 3"));
+    });
+}
+
+TEST(LogClient, ForgetsTheTextOfARecordBehindIt)
+{
+    in_child([] {
+        const test_log log;
+        log_info("text");
+        log_func();
+        sfw_log_object *object = sfw_log_select_and_lock(nullptr);
+        sfw_log_build_extended_info(object, "three %s", "calls");
+        sfw_log_full(object,
+                     {LOG_SITE, SFW_LOG_USER_MSG, 0, sfw_log_dump::none, nullptr, 0, nullptr, sfw_log_port::none, 0});
+        EXPECT_THAT(log.records(), ElementsAre("info | text", "func | ", "user msg | three calls"));
+    });
+}
+
+TEST(LogClient, CutsTheTextOfARecordAtItsBuffer)
+{
+    in_child([] {
+        const test_log log;
+        log_info("%s", std::string(5000, 'x').c_str());
+        EXPECT_EQ(log.text().size(), header_length(log.text()) + SFW_LOG_LINE_LENGTH + 1);
+    });
+}
+
+TEST(LogClient, OpensNothingBeforeItsStart)
+{
+    in_child([] {
+        const temp_folder folder;
+        EXPECT_EQ(sfw_log_set_directory(folder.path().c_str()), 0);
+        log_info("too early");
+        log_internal(LOG_SITE, "too early\n");
+        EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    });
+}
+
+TEST(LogClient, EndsItsFileWithAFooterOnce)
+{
+    in_child([] {
+        const test_log log;
+        sfw_log_stop(nullptr);
+        sfw_log_stop(nullptr);
+        const std::string text = log.text();
+        EXPECT_EQ(text.substr(header_length(text)), k_footer);
+    });
+}
+
+TEST(LogClient, SendsWhatComesBehindItsEndToTheInternalLog)
+{
+    in_child([] {
+        const test_log log;
+        sfw_log_stop(nullptr);
+        const int line = __LINE__ + 1;
+        log_info("too late");
+        EXPECT_THAT(log.text(), Not(HasSubstr("too late")));
+        EXPECT_EQ(internal_log(log),
+                  "amt/test -> operator() -> " + std::to_string(line) + " -> assert(log_obj.m_fp).\n");
+    });
+}
+
+TEST(LogClient, ASecondStartOfTheDefaultObjectDoesNothing)
+{
+    in_child([] {
+        const test_log log;
+        log_info("first");
+        EXPECT_EQ(sfw_log_start(SFW_LOG_DEFAULT_OBJECT, "other"), sfw_log_start(SFW_LOG_DEFAULT_OBJECT, nullptr));
+        log_info("second");
+        EXPECT_THAT(log.records(), ElementsAre("info | first", "info | second"));
+        EXPECT_FALSE(std::filesystem::exists(log.folder() + "/other.log"));
+    });
+}
+
+TEST(LogClient, CanBeStartedAgainBehindItsEnd)
+{
+    in_child([] {
+        const test_log log;
+        sfw_log_stop(nullptr);
+        EXPECT_NE(sfw_log_start(SFW_LOG_DEFAULT_OBJECT, "test"), nullptr);
+        log_info("again");
+        EXPECT_THAT(log.records(), ElementsAre("info | again"));
+    });
+}
+
+TEST(LogClient, GivesOtherObjectsFilesOfTheirOwn)
+{
+    in_child([] {
+        const test_log log;
+        sfw_log_object *other = sfw_log_start(0, "/elsewhere/other.log");
+        ASSERT_NE(other, nullptr);
+        sfw_log_object *selected = sfw_log_select_and_lock(other);
+        EXPECT_EQ(selected, other);
+        sfw_log_build_extended_info(selected, "mine");
+        sfw_log_full(selected,
+                     {LOG_SITE, SFW_LOG_INFO, 0, sfw_log_dump::none, nullptr, 0, nullptr, sfw_log_port::none, 0});
+        log_info("default");
+        sfw_log_stop(other);
+        const std::string text = read_whole_file(log.folder() + "/other.log");
+        EXPECT_EQ(header_length(text) == 0, false);
+        EXPECT_THAT(text, HasSubstr(" | info         | mine\n"));
+        EXPECT_THAT(text, EndsWith(k_footer));
+        EXPECT_THAT(log.records(), ElementsAre("info | default"));
+    });
+}
+
+TEST(LogClient, TellsInTheInternalLogWhyAnObjectCouldNotBeHad)
+{
+    in_child([] {
+        const test_log log;
+        g_fake.malloc_fails = true;
+        EXPECT_EQ(sfw_log_start(0, "other"), nullptr);
+        g_fake = {};
+        g_fake.mutex_init_result = EAGAIN;
+        EXPECT_EQ(sfw_log_start(0, "other"), nullptr);
+        g_fake = {};
+        const std::string text = internal_log(log);
+        EXPECT_TRUE(std::regex_match(
+            text,
+            std::regex("log/log_client -> new_object -> \\d+ -> call malloc\\(\\) fail: 12 - Cannot allocate memory.\n"
+                       "log/log_client -> new_object -> \\d+ -> call pthread_mutex_init\\(\\) fail: 11 - "
+                       "Resource temporarily unavailable.\n")))
+            << text;
+    });
+}
+
+TEST(LogClient, SwallowsItsRecordsWhenItsFileCannotBeOpened)
+{
+    in_child([] {
+        g_fake.open_fails_for = "test.log";
+        const test_log log;
+        g_fake = {};
+        log_info("lost");
+        EXPECT_FALSE(std::filesystem::exists(log.folder() + "/test.log"));
+        EXPECT_THAT(internal_log(log), HasSubstr(" -> call client_open_file() fail.\n"));
+        EXPECT_THAT(internal_log(log), EndsWith(" -> assert(log_obj.m_fp).\n"));
+        sfw_log_stop(nullptr);
+    });
+}
+
+TEST(LogClient, StopsTheInternalLogFromGrowing)
+{
+    in_child([] {
+        const test_log log;
+        sfw_log_stop(nullptr);
+        for (int i = 0; i < 5000; i++) {
+            log_info("lost");
+        }
+        EXPECT_GT(internal_log(log).size(), 102400U);
+        EXPECT_LT(internal_log(log).size(), 102400U + 640U);
+    });
+}
+
+// --- the ring
+
+// Fills the log, each record with a number of its own, until it has begun again `rounds` times.
+void write_records(int from, int to)
+{
+    for (int i = from; i < to; i++) {
+        log_info("%06d %s", i, std::string(100, 'x').c_str());
+    }
+}
+
+constexpr size_t k_record_length = 87 + 7 + 100 + 1;
+
+TEST(LogRing, BeginsAgainBehindItsHeaderOnceThePositionHasPassedTheLimit)
+{
+    in_child([] {
+        const test_log log;
+        const size_t header = header_length(log.text());
+        const int until_passed = static_cast<int>((SFW_LOG_SIZE_LIMIT - header) / k_record_length) + 1;
+        write_records(0, until_passed);
+        EXPECT_GT(log.text().size(), SFW_LOG_SIZE_LIMIT);
+        EXPECT_LT(log.text().size(), SFW_LOG_SIZE_LIMIT + k_record_length + 1);
+        EXPECT_THAT(log.text().substr(header), HasSubstr(" | 000000 "));
+        write_records(until_passed, until_passed + 1);
+        const std::string text = log.text();
+        EXPECT_EQ(header_length(text), header) << "the header stays";
+        EXPECT_THAT(text.substr(header, k_record_length),
+                    HasSubstr(" | " + std::string(6 - 3, '0') + std::to_string(until_passed)));
+        EXPECT_THAT(text.substr(header + k_record_length), HasSubstr(" | 000001 ")) << "the next oldest is still there";
+        EXPECT_THAT(text, Not(HasSubstr(" | 000000 ")));
+    });
+}
+
+TEST(LogRing, NeverGrows)
+{
+    in_child([] {
+        const test_log log;
+        write_records(0, 3000);
+        EXPECT_LT(log.text().size(), SFW_LOG_SIZE_LIMIT + k_record_length + 1);
+        EXPECT_THAT(log.text(), HasSubstr(" | 002999 "));
+    });
+}
+
+TEST(LogRing, APositionOfExactlyTheLimitHasNotPassedIt)
+{
+    in_child([] {
+        const test_log log;
+        log_info("first");
+        sfw_log_set_size_limit(static_cast<uint32_t>(log.text().size()));
+        log_info("second");
+        log_info("third");
+        const std::string text = log.text();
+        EXPECT_THAT(text, Not(HasSubstr("first")));
+        EXPECT_THAT(text, HasSubstr("third"));
+        EXPECT_LT(text.find("third"), text.find("second"));
+    });
+}
+
+TEST(LogRing, KeepsWhatStandsBeforeTheMarkedPosition)
+{
+    in_child([] {
+        const test_log log;
+        log_info("start-up");
+        sfw_log_mark_position();
+        const std::string start = log.text();
+        write_records(0, 3000);
+        EXPECT_THAT(log.text(), StartsWith(start));
+        EXPECT_EQ(log.text().substr(start.size() + 84, 3), " | ") << "the ring begins again right behind it";
+    });
+}
+
+// --- several threads, and children
+
+TEST(LogThreads, WriteWholeRecords)
+{
+    in_child([] {
+        const test_log log;
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; i++) {
+            threads.emplace_back([i] {
+                for (int n = 0; n < 50; n++) {
+                    log_info("thread %d record %02d.", i, n);
+                }
+            });
+        }
+        for (std::thread &thread : threads) {
+            thread.join();
+        }
+        const std::vector<std::string> records = log.records();
+        EXPECT_EQ(records.size(), 200U);
+        for (const std::string &record : records) {
+            EXPECT_TRUE(std::regex_match(record, std::regex("info \\| thread \\d record \\d\\d\\."))) << record;
+        }
+    });
+}
+
+TEST(LogThreads, MayLogWhileTheLogIsBeingStopped)
+{
+    in_child([] {
+        const test_log log;
+        std::atomic<bool> is_over{false};
+        std::atomic<int> count{0};
+        std::thread thread([&] {
+            while (!is_over) {
+                log_info("still here");
+                count++;
+            }
+        });
+        while (count < 10) {
+            std::this_thread::yield();
+        }
+        sfw_log_stop(nullptr);
+        const int stopped_at = count;
+        while (count < stopped_at + 10) {
+            std::this_thread::yield();
+        }
+        is_over = true;
+        thread.join();
+        EXPECT_NE(log.text().find(k_footer), std::string::npos);
+    });
+}
+
+TEST(LogThreads, AChildOfTheProcessCanLogWhateverItsParentIsDoing)
+{
+    in_child([] {
+        const test_log log;
+        std::atomic<bool> is_over{false};
+        std::thread thread([&] {
+            while (!is_over) {
+                log_info("parent");
+            }
+        });
+        for (int i = 0; i < 50; i++) {
+            EXPECT_EQ(wait_status_of_child([] { log_info("child"); }), 0);
+        }
+        is_over = true;
+        thread.join();
+        EXPECT_THAT(log.text(), HasSubstr(" | child\n"));
+    });
+}
+
+} // namespace

@@ -1,0 +1,227 @@
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <regex>
+#include <thread>
+
+#include "pub/log/errors.h"
+#include "pub/util/util.h"
+#include "tests/support/in_child.h"
+#include "tests/support/test_log.h"
+#include "tests/unit/pub/util_fakes.h"
+
+util_fakes g_fake;
+
+extern "C" {
+
+int __real_pthread_kill(pthread_t thread, int signal_number);
+int __wrap_pthread_kill(pthread_t thread, int signal_number)
+{
+    if (signal_number != 0 && g_fake.pthread_kill_result != 0) {
+        return g_fake.pthread_kill_result;
+    }
+    return __real_pthread_kill(thread, signal_number);
+}
+
+int __wrap_sched_get_priority_max(int policy)
+{
+    EXPECT_EQ(policy, SCHED_FIFO);
+    if (g_fake.priority_max < 0) {
+        errno = EINVAL;
+    }
+    return g_fake.priority_max;
+}
+
+int __wrap_sched_setscheduler(pid_t pid, int policy, const sched_param *parameter)
+{
+    g_fake.setscheduler_pid = pid;
+    g_fake.setscheduler_policy = policy;
+    g_fake.setscheduler_priority = parameter->sched_priority;
+    if (g_fake.setscheduler_fails) {
+        errno = EPERM;
+        return -1;
+    }
+    return 0;
+}
+}
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+
+// A worker as the service has them: detached, sleeping until it is ended. The semaphore-like flag tells that it waits.
+struct worker {
+    pub_util_thread m_handle{0};
+    std::atomic<bool> m_is_admitted{false};
+    std::atomic<long> m_tid{0};
+};
+
+void *sleep_until_ended(void *argument)
+{
+    auto *self = static_cast<worker *>(argument);
+    pub_util_admit_kill();
+    self->m_tid = gettid();
+    self->m_is_admitted = true;
+    for (;;) {
+        pub_util_sleep_seconds(1000);
+    }
+}
+
+void start(worker &started)
+{
+    pthread_t thread = 0;
+    ASSERT_EQ(pthread_create(&thread, nullptr, sleep_until_ended, &started), 0);
+    started.m_handle = thread;
+    while (!started.m_is_admitted) {
+        std::this_thread::yield();
+    }
+}
+
+TEST(KillThread, EndsAWaitingThreadAndClearsItsHandle)
+{
+    in_child([] {
+        const test_log log;
+        pub_util_block_ending_signals();
+        worker started;
+        start(started);
+        const pthread_t thread = started.m_handle;
+        EXPECT_EQ(pub_util_kill_thread(&started.m_handle), ERR_NONE);
+        EXPECT_EQ(started.m_handle, 0U);
+        EXPECT_EQ(pthread_join(thread, nullptr), 0) << "the thread has really ended";
+        EXPECT_THAT(log.records(), Contains("info | thread " + std::to_string(started.m_tid) + " will be end"));
+    });
+}
+
+TEST(KillThread, LeavesAHandleOf0Alone)
+{
+    in_child([] {
+        g_fake.pthread_kill_result = EINVAL; // any signal would show
+        pub_util_thread handle{0};
+        EXPECT_EQ(pub_util_kill_thread(&handle), ERR_NONE);
+        EXPECT_EQ(pub_util_kill_thread(nullptr), ERR_NONE);
+    });
+}
+
+TEST(KillThread, NeverSignalsItsCaller)
+{
+    in_child([] {
+        g_fake.pthread_kill_result = EINVAL;
+        pub_util_thread handle{pthread_self()};
+        EXPECT_EQ(pub_util_kill_thread(&handle), ERR_NONE);
+        EXPECT_EQ(handle, 0U);
+    });
+}
+
+TEST(KillThread, TellsWhenTheSignalIsRefusedAndKeepsTheHandle)
+{
+    in_child([] {
+        const test_log log;
+        pub_util_block_ending_signals();
+        worker started;
+        start(started);
+        const pthread_t thread = started.m_handle;
+        g_fake.pthread_kill_result = EAGAIN;
+        EXPECT_EQ(pub_util_kill_thread(&started.m_handle), EAGAIN);
+        EXPECT_EQ(started.m_handle, thread);
+        EXPECT_THAT(log.records(), Contains("error | 11 - Resource temporarily unavailable | pthread_kill(): 11 - "
+                                            "Resource temporarily unavailable"));
+    });
+}
+
+void *clear_own_handle(void *argument)
+{
+    auto *self = static_cast<worker *>(argument);
+    pub_util_admit_kill();
+    while (self->m_handle == 0) {
+        std::this_thread::yield();
+    }
+    pub_util_clear_own_thread(&self->m_handle);
+    self->m_is_admitted = true; // it went on
+    return nullptr;
+}
+
+TEST(KillThread, FindsNothingToEndBehindAThreadThatLeftByItself)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        worker leaving;
+        pthread_t thread = 0;
+        ASSERT_EQ(pthread_create(&thread, nullptr, clear_own_handle, &leaving), 0);
+        leaving.m_handle = thread;
+        EXPECT_EQ(pthread_join(thread, nullptr), 0);
+        EXPECT_TRUE(leaving.m_is_admitted);
+        EXPECT_EQ(leaving.m_handle, 0U);
+        EXPECT_EQ(pub_util_kill_thread(&leaving.m_handle), ERR_NONE);
+    });
+}
+
+// Whoever ends it has taken the handle already, the signal is still to come: the thread must be there for it.
+void *clear_taken_handle(void *argument)
+{
+    pub_util_admit_kill();
+    pub_util_clear_own_thread(&static_cast<worker *>(argument)->m_handle);
+    _exit(1); // must not go on
+}
+
+TEST(KillThread, AThreadThatIsBeingEndedWaitsForItsSignal)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        worker leaving;
+        pthread_t thread = 0;
+        ASSERT_EQ(pthread_create(&thread, nullptr, clear_taken_handle, &leaving), 0);
+        EXPECT_EQ(pthread_kill(thread, SIGUSR1), 0);
+        EXPECT_EQ(pthread_join(thread, nullptr), 0);
+    });
+}
+
+TEST(ThreadSignal, OtherThanTheWorkersOwnIsOnlyLogged)
+{
+    in_child([] {
+        const test_log log;
+        pub_util_handle_thread_signal(SIGUSR2);
+        EXPECT_THAT(log.records(), ElementsAre("error | -101 - Invalid parameter | unknown signal: 12"));
+    });
+}
+
+TEST(Priority, IsRealTimeFourBelowTheHighest)
+{
+    in_child([] {
+        const test_log log;
+        EXPECT_EQ(pub_util_raise_process_priority(), ERR_NONE);
+        EXPECT_EQ(g_fake.setscheduler_pid, getpid());
+        EXPECT_EQ(g_fake.setscheduler_policy, SCHED_FIFO);
+        EXPECT_EQ(g_fake.setscheduler_priority, 95);
+        EXPECT_THAT(log.records(), ElementsAre("func | "));
+    });
+}
+
+TEST(Priority, RefusedIsOneRecord)
+{
+    in_child([] {
+        const test_log log;
+        g_fake.setscheduler_fails = true;
+        EXPECT_EQ(pub_util_raise_process_priority(), ERR_C_FUNCTION);
+        EXPECT_THAT(log.records(),
+                    ElementsAre("func | ", "sys error | sched_setscheduler: 1 - Operation not permitted"));
+    });
+}
+
+TEST(Priority, IsNotTriedWhenTheHighestIsUnknown)
+{
+    in_child([] {
+        const test_log log;
+        g_fake.priority_max = -1;
+        EXPECT_EQ(pub_util_raise_process_priority(), ERR_C_FUNCTION);
+        EXPECT_EQ(g_fake.setscheduler_policy, -1);
+        EXPECT_THAT(log.records(), ElementsAre("func | ", "sys error | sched_get_priority_max: 22 - Invalid argument"));
+    });
+}
+
+} // namespace

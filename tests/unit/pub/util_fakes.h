@@ -1,0 +1,29 @@
+// System calls that the utilities make, failing or answering on request. Reset by assignment: g_fake = {};
+#pragma once
+
+#include <sched.h>
+#include <sys/types.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+struct util_fakes {
+    int fcntl_fails_at = 0; // the n-th call from now, 1 is the next one
+    bool open_gives_0 = false;
+    bool tcgetattr_fails = false;
+    bool cfsetispeed_fails = false;
+    bool cfsetospeed_fails = false;
+    bool tcsetattr_fails = false;
+    bool statfs_fails = false;
+    int pthread_kill_result = 0; // for a signal other than 0
+    int priority_max = 99;       // negative: fails
+    bool setscheduler_fails = false;
+    pid_t setscheduler_pid = 0; // what was asked for; real-time priority is never really raised here
+    int setscheduler_policy = -1;
+    int setscheduler_priority = -1;
+    std::map<std::string, std::string> files; // read in place of the path
+    std::vector<std::string> commands;        // what would have been run by the shell
+};
+
+extern util_fakes g_fake;
