@@ -4,7 +4,6 @@
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
@@ -104,13 +103,12 @@ bool client_open_file(sfw_log_object &object, const char *name)
 
 sfw_log_object *new_object()
 {
-    void *memory = malloc(sizeof(sfw_log_object));
+    void *memory = calloc(1, sizeof(sfw_log_object));
     if (memory == nullptr) {
         const int saved = errno;
         log_internal(INTERNAL_SITE, "call malloc() fail: %d - %s.\n", saved, error_text(saved).c_str());
         return nullptr;
     }
-    memset(memory, 0, sizeof(sfw_log_object));
     auto *object = static_cast<sfw_log_object *>(memory);
     const int result = pthread_mutex_init(&object->m_mutex, nullptr);
     if (result != 0) {

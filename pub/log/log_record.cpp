@@ -231,16 +231,61 @@ void append_dump_of_level(line_text &line, const sfw_log_record &record, uint32_
     }
 }
 
+// The columns are most of what a record costs, so their numbers and blanks are written by hand.
+
+void append_fill(line_text &line, char fill, size_t count)
+{
+    const size_t room = SFW_LOG_LINE_LENGTH - line.m_length;
+    const size_t fits = count < room ? count : room;
+    memset(line.m_text + line.m_length, fill, fits);
+    line.m_length += fits;
+}
+
+// A number of 0 or more, with `fill` in front up to `width` characters.
+void append_number(line_text &line, long number, size_t width, char fill)
+{
+    char digits[24];
+    size_t at = sizeof(digits);
+    auto rest = static_cast<unsigned long>(number);
+    do {
+        digits[--at] = static_cast<char>('0' + rest % 10);
+        rest /= 10;
+    } while (rest != 0);
+    const size_t count = sizeof(digits) - at;
+    append_fill(line, fill, count < width ? width - count : 0);
+    append(line, digits + at, count);
+}
+
+void append_padded(line_text &line, const char *text, size_t width)
+{
+    const size_t length = strlen(text);
+    append(line, text, length);
+    append_fill(line, ' ', length < width ? width - length : 0);
+}
+
 void append_columns(line_text &line, const sfw_log_record &record, const sfw_log_circumstances &now, const char *level)
 {
-    append_format(line, "%02d:%02d:%02d:%03ld | ", now.m_hour, now.m_minute, now.m_second, now.m_millisecond);
+    append_number(line, now.m_hour, 2, '0');
+    append(line, ":", 1);
+    append_number(line, now.m_minute, 2, '0');
+    append(line, ":", 1);
+    append_number(line, now.m_second, 2, '0');
+    append(line, ":", 1);
+    append_number(line, now.m_millisecond, 3, '0');
+    append(line, " | ", 3);
     if (now.m_thread_id < 0) {
-        append(line, "  (main) | ");
+        append(line, "  (main)");
     } else {
-        append_format(line, "% 8ld | ", now.m_thread_id);
+        append(line, " ", 1); // the sign's place
+        append_number(line, now.m_thread_id, 7, ' ');
     }
-    append_format(line, "%-34s | % 6ld | %-12s | ", record.m_site.m_function, static_cast<long>(record.m_site.m_line),
-                  level);
+    append(line, " | ", 3);
+    append_padded(line, record.m_site.m_function, 34);
+    append(line, " |  ", 4); // and the sign's place
+    append_number(line, record.m_site.m_line, 5, ' ');
+    append(line, " | ", 3);
+    append_padded(line, level, 12);
+    append(line, " | ", 3);
 }
 
 void append_level_text(line_text &line, const sfw_log_record &record, uint32_t level, int saved_errno)

@@ -230,7 +230,7 @@ TEST(LogClient, TellsInTheInternalLogWhyAnObjectCouldNotBeHad)
 {
     in_child([] {
         const test_log log;
-        g_fake.malloc_fails = true;
+        g_fake.calloc_fails = true;
         EXPECT_EQ(sfw_log_start(0, "other"), nullptr);
         g_fake = {};
         g_fake.mutex_init_result = EAGAIN;

@@ -21,14 +21,14 @@ log_fakes g_fake;
 
 extern "C" {
 
-void *__real_malloc(size_t size);
-void *__wrap_malloc(size_t size)
+void *__real_calloc(size_t count, size_t size);
+void *__wrap_calloc(size_t count, size_t size)
 {
-    if (g_fake.malloc_fails) {
+    if (g_fake.calloc_fails) {
         errno = ENOMEM;
         return nullptr;
     }
-    return __real_malloc(size);
+    return __real_calloc(count, size);
 }
 
 int __real_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes);

@@ -6,7 +6,7 @@
 #include <vector>
 
 struct log_fakes {
-    bool malloc_fails = false;
+    bool calloc_fails = false;
     int mutex_init_result = 0;
     std::string open_fails_for;    // a part of the path
     std::string command_line_file; // stands in for the process's command line

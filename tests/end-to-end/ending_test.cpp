@@ -1,0 +1,76 @@
+// How the service ends by a signal: at any moment of its life, with status 0 and the last word in its log.
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "tests/end-to-end/service_handset.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+using Ending = service_handset;
+
+TEST_F(Ending, BySigtermOrSigusr2ReleasesAndLeavesWithStatus0)
+{
+    constexpr struct {
+        int number;
+        const char *name;
+    } k_rows_a[] = {{SIGTERM, "15 - SIGTERM"}, {SIGUSR2, "12 - SIGUSR2"}};
+    for (const auto &row : k_rows_a) {
+        const emulator::process service = start_up();
+        const size_t before = m_handset.log_records().size();
+        EXPECT_TRUE(service.signal(row.number));
+        EXPECT_EQ(service.wait(), emulator::exited(0)) << row.name;
+        std::vector<emulator::log_record> records = m_handset.log_records();
+        records.erase(records.begin(), records.begin() + static_cast<long>(before));
+        EXPECT_THAT(entered(records), ElementsAre("signal_treatment", "amt_deinit_resource", "amt_handle_deinit"));
+        EXPECT_THAT(told(records), Contains(std::string("info | receive signal: ") + row.name));
+        EXPECT_THAT(m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
+        EXPECT_THAT(service.out(), HasSubstr("init over result=0\"\n")) << "the console lines are not lost";
+    }
+}
+
+TEST_F(Ending, BySeveralSignalsAtOnceIsOneEnding)
+{
+    const emulator::process service = start_up();
+    for (const int number : {SIGTERM, SIGUSR2, SIGTERM, SIGUSR2}) {
+        (void)service.signal(number); // the service may be gone by the last of them
+    }
+    EXPECT_EQ(service.wait(), emulator::exited(0));
+    EXPECT_THAT(entered(m_handset.log_records()), Contains("amt_handle_deinit").Times(1));
+    EXPECT_THAT(m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
+}
+
+// A signal that comes while the service still starts waits for the moment when it can end cleanly.
+TEST_F(Ending, ByASignalDuringTheStartIsAsCleanAsLater)
+{
+    constexpr char k_held[] = "/handset/held";
+    constexpr char k_go_on[] = "/handset/go-on";
+    ASSERT_EQ(mkfifo(m_handset.files.host_path(k_held).c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo(m_handset.files.host_path(k_go_on).c_str(), 0600), 0);
+    m_handset.files.write("/system/bin/rm",
+                          std::string("#!/system/bin/sh\necho x > ") + k_held + "\nread x < " + k_go_on + "\n", 0755);
+    for (const int number : {SIGTERM, SIGUSR2}) {
+        const emulator::process service = m_handset.start(emulator::service());
+        (void)m_handset.files.read(k_held); // the rotation has begun: long before there are handlers
+        EXPECT_TRUE(service.signal(number));
+        std::ofstream(m_handset.files.host_path(k_go_on)) << "x\n";
+        EXPECT_EQ(service.wait(), emulator::exited(0));
+        EXPECT_THAT(m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
+        EXPECT_THAT(entered(m_handset.log_records()), Contains("amt_handle_init")) << "the start came to its end first";
+    }
+}
+
+TEST_F(Ending, ByAnEarlySignalWithoutAConfigurationStillGivesTheCode)
+{
+    m_handset.files.remove("/system/etc/kv-zep-amt.cfg");
+    const emulator::process service = m_handset.start(emulator::service());
+    (void)service.signal(SIGUSR1); // nobody's: the service takes no notice of it
+    EXPECT_EQ(service.wait(), emulator::exited(138));
+}
+
+} // namespace
