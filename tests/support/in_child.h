@@ -10,7 +10,7 @@
 
 // Returns the wait status of the child; a body that comes to its end exits with 0 or, after a failed expectation, 99.
 template <typename body_type>
-int wait_status_of_child(const body_type &body)
+int wait_status_of_child(const body_type &body, pid_t *pid = nullptr)
 {
     (void)fflush(nullptr);
     const pid_t child = fork();
@@ -18,6 +18,9 @@ int wait_status_of_child(const body_type &body)
         body();
         (void)fflush(nullptr);
         _exit(::testing::Test::HasFailure() ? 99 : 0);
+    }
+    if (pid != nullptr) {
+        *pid = child;
     }
     int status = -1;
     EXPECT_EQ(waitpid(child, &status, 0), child);

@@ -394,6 +394,19 @@ TEST(LogThreads, MayLogWhileTheLogIsBeingStopped)
     });
 }
 
+TEST(LogThreads, AChildOfTheProcessLogsUnderItsOwnNumber)
+{
+    in_child([] {
+        const test_log log;
+        log_info("parent");
+        pid_t child = 0;
+        EXPECT_EQ(wait_status_of_child([] { log_info("child of %d", getppid()); }, &child), 0);
+        char number[16];
+        (void)snprintf(number, sizeof(number), "% 8ld | ", static_cast<long>(child));
+        EXPECT_THAT(log.text(), HasSubstr(number));
+    });
+}
+
 TEST(LogThreads, AChildOfTheProcessCanLogWhateverItsParentIsDoing)
 {
     in_child([] {
