@@ -36,13 +36,21 @@ std::string line(const std::string &time, const std::string &text)
     return bytes;
 }
 
-std::vector<std::string> texts(const std::string &content)
+std::vector<std::string> texts(const std::string &content, std::size_t ring_size = emulator::k_log_ring_size)
 {
     std::vector<std::string> found;
-    for (const log_record &record : parse_log(content)) {
+    for (const log_record &record : parse_log(content, ring_size)) {
         found.push_back(record.text);
     }
     return found;
+}
+
+constexpr std::size_t k_ring_size = 4096;
+
+// The text of a record; of many lengths, so that a new one seldom ends where an old one did.
+std::string numbered(long number)
+{
+    return "number " + std::to_string(number) + std::string(static_cast<std::size_t>(number % 7), '.');
 }
 
 struct ring_file {
@@ -51,8 +59,8 @@ struct ring_file {
 };
 
 // A ring as the service leaves it: `count` records with times a fixed step apart, each written behind the one before,
-// and from behind the header again once the file is past `size`.
-ring_file make_ring(int count, long step_ms, std::size_t size)
+// and from behind the header again once the file is past its size.
+ring_file make_ring(int count, long step_ms)
 {
     std::string file = header();
     std::size_t at = file.size();
@@ -62,9 +70,8 @@ ring_file make_ring(int count, long step_ms, std::size_t size)
         char time[64];
         (void)snprintf(time, sizeof(time), "%02ld:%02ld:%02ld:%03ld", ms / 3600000 % 24, ms / 60000 % 60,
                        ms / 1000 % 60, ms % 1000);
-        const std::string dots(static_cast<std::size_t>(i % 7), '.');
-        const std::string record = line(time, "number " + std::to_string(i) + dots);
-        at = at > size ? header().size() : at;
+        const std::string record = line(time, numbered(i));
+        at = at > k_ring_size ? header().size() : at;
         const std::size_t end = at + record.size();
         const auto touched = [&](const auto &other) { return other.first < end && at < other.second; };
         whole.erase(std::remove_if(whole.begin(), whole.end(), touched), whole.end());
@@ -78,11 +85,11 @@ ring_file make_ring(int count, long step_ms, std::size_t size)
 // Whether the records are all the whole ones, in the order of their numbers up to the newest.
 void expect_all_in_order(const ring_file &ring, long newest)
 {
-    const std::vector<log_record> records = parse_log(ring.content);
+    const std::vector<log_record> records = parse_log(ring.content, k_ring_size);
     ASSERT_EQ(records.size(), ring.whole_records);
     long expected = newest - static_cast<long>(records.size()) + 1;
     for (const log_record &record : records) {
-        ASSERT_EQ(record.text.substr(0, record.text.find('.')), "number " + std::to_string(expected)) << record;
+        ASSERT_EQ(record.text, numbered(expected)) << record;
         ++expected;
     }
 }
@@ -142,31 +149,64 @@ TEST(LogRecords, LeaveOutALineThatIsStillBeingWritten)
     EXPECT_THAT(texts(header() + line("10:00:00:000", "whole") + half), ElementsAre("whole"));
 }
 
+// The texts of a ring that is full to the last record.
+static std::vector<std::string> full_ring_texts(const std::string &content)
+{
+    return texts(content, content.size() - 1);
+}
+
 TEST(LogRecords, AreTurnedRoundTheSeamWithoutTheTornOne)
 {
     const std::string content = header() + line("10:00:05:000", "newer") + line("10:00:06:000", "newest") +
                                 "andle_init | 56 | info | torn\n" + line("10:00:03:000", "oldest") +
                                 line("10:00:04:000", "older");
-    EXPECT_THAT(texts(content), ElementsAre("oldest", "older", "newer", "newest"));
+    EXPECT_THAT(full_ring_texts(content), ElementsAre("oldest", "older", "newer", "newest"));
 }
 
 TEST(LogRecords, AreTurnedRoundASeamBetweenWholeRecords)
 {
     const std::string content = header() + line("10:00:06:000", "newest") + line("10:00:03:000", "oldest");
-    EXPECT_THAT(texts(content), ElementsAre("oldest", "newest"));
+    EXPECT_THAT(full_ring_texts(content), ElementsAre("oldest", "newest"));
+}
+
+TEST(LogRecords, AreTurnedRoundTheTornOneWhereTheClockHasNotMoved)
+{
+    const std::string content = header() + line("10:00:00:000", "newest") + "cfg] torn\n" +
+                                line("10:00:00:000", "oldest") + line("10:00:00:000", "older");
+    EXPECT_THAT(full_ring_texts(content), ElementsAre("oldest", "older", "newest"));
 }
 
 TEST(LogRecords, AreTurnedRoundAFooterThatWasWrittenIntoTheRing)
 {
     const std::string content =
         header() + line("10:00:06:000", "newest") + k_footer + "56 | info | torn\n" + line("10:00:06:000", "oldest");
-    EXPECT_THAT(texts(content), ElementsAre("oldest", "newest"));
+    EXPECT_THAT(full_ring_texts(content), ElementsAre("oldest", "newest"));
+}
+
+TEST(LogRecords, LeaveOutWhatEarlierRoundsLeftBehindTheEndOfTheRing)
+{
+    const std::string content = header() + line("10:00:06:000", "newest") + line("10:00:03:000", "oldest");
+    EXPECT_THAT(texts(content + "  | from the round before\nand before that\n", content.size() - 1),
+                ElementsAre("oldest", "newest"));
+}
+
+TEST(LogRecords, LoseNoLineBeforeAFooter)
+{
+    const std::string content = header() + line("10:00:00:000", "first") + line("10:00:06:000", "one\ntwo") + k_footer;
+    EXPECT_THAT(full_ring_texts(content), ElementsAre("first", "one\ntwo"));
+}
+
+TEST(LogRecords, StayInOrderWhenTheNewestIsTheLastInTheFile)
+{
+    const std::string content = header() + line("10:00:00:000", "oldest") + line("10:00:01:000", "newest");
+    EXPECT_THAT(full_ring_texts(content), ElementsAre("oldest", "newest"));
 }
 
 TEST(LogRecords, StayInOrderAcrossMidnight)
 {
     const std::string content = header() + line("23:59:59:000", "before") + line("00:00:01:000", "after");
     EXPECT_THAT(texts(content), ElementsAre("before", "after"));
+    EXPECT_THAT(full_ring_texts(content), ElementsAre("before", "after"));
 }
 
 TEST(LogRecords, StayInOrderWhenTwoThreadsAreAMomentOutOfStep)
@@ -174,12 +214,19 @@ TEST(LogRecords, StayInOrderWhenTwoThreadsAreAMomentOutOfStep)
     const std::string content = header() + line("10:00:00:000", "a") + line("10:00:00:002", "b") +
                                 line("10:00:00:001", "c") + line("10:00:00:003", "d");
     EXPECT_THAT(texts(content), ElementsAre("a", "b", "c", "d"));
+    EXPECT_THAT(full_ring_texts(content), ElementsAre("a", "b", "c", "d"));
 }
 
 TEST(LogRecords, StayInOrderAcrossALongPause)
 {
     const std::string content = header() + line("01:00:00:000", "a") + line("09:00:00:000", "b");
-    EXPECT_THAT(texts(content), ElementsAre("a", "b"));
+    EXPECT_THAT(full_ring_texts(content), ElementsAre("a", "b"));
+}
+
+TEST(LogRecords, AreNeverTurnedRoundInAFileThatIsNotFull)
+{
+    const std::string content = header() + line("10:00:06:000", "first") + line("10:00:03:000", "the clock was set");
+    EXPECT_THAT(texts(content), ElementsAre("first", "the clock was set"));
 }
 
 // Rings of real shape, cut at every number of records around several turns: slow ones that pass midnight and fast ones
@@ -189,7 +236,7 @@ TEST(LogRecords, OfARingAreAllThereInOrderWhereverItIsCut)
     for (const long step_ms : {1L, 7L, 400L}) {
         for (int count = 1; count < 200; ++count) {
             SCOPED_TRACE(testing::Message() << count << " records, " << step_ms << " ms apart");
-            expect_all_in_order(make_ring(count, step_ms, 4096), count - 1);
+            expect_all_in_order(make_ring(count, step_ms), count - 1);
         }
     }
 }

@@ -1,0 +1,20 @@
+// The emulated framebuffer: a memory file, /handset/fb0, that is mapped like the real thing and read from outside as a
+// plain file; its geometry comes from /handset/control/fb (width, height), its variable screen information lives as
+// text in /handset/fb0.state. Called by the device table on whatever thread makes the call.
+
+#pragma once
+
+struct fb_fix_screeninfo;
+struct fb_var_screeninfo;
+
+constexpr char k_framebuffer_file[] = "/handset/fb0";
+
+// Gives the open memory file its size, two pages of 4-byte pixels. 0, or -1 with errno set.
+int framebuffer_prepare(int fd);
+
+// The fixed and the variable screen information, as their ioctls return them.
+void framebuffer_fixed(fb_fix_screeninfo &fixed);
+void framebuffer_variable(fb_var_screeninfo &variable);
+
+// Keeps the variable screen information. 0, or -1 with errno set.
+int framebuffer_keep(const fb_var_screeninfo &variable);
