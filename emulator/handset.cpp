@@ -160,12 +160,18 @@ void handset::boot()
 
 void handset::power_off()
 {
-    if (m_link != nullptr) {
-        m_link->close();
+    if (m_link == nullptr) {
+        return;
     }
+    m_link->close();
     files.set_live_root({});
     m_sandbox.reset();
     m_link.reset();
+    // Memory, on a handset: a pid file must not live on to name another process of the next boot.
+    std::error_code ignored;
+    for (const fs::directory_entry &entry : fs::directory_iterator(files.root() / "tmp", ignored)) {
+        fs::remove_all(entry, ignored);
+    }
 }
 
 bool handset::is_on() const

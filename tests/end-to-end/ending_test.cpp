@@ -45,32 +45,60 @@ TEST_F(Ending, BySeveralSignalsAtOnceIsOneEnding)
     EXPECT_THAT(m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
 }
 
-// A signal that comes while the service still starts waits for the moment when it can end cleanly.
-TEST_F(Ending, ByASignalDuringTheStartIsAsCleanAsLater)
+// A start that is held in its first program, the rotation's rm: long before there are any handlers.
+class HeldStart : public service_handset {
+  protected:
+    HeldStart()
+    {
+        for (const char *pipe : {k_held, k_go_on}) {
+            EXPECT_EQ(mkfifo(m_handset.files.host_path(pipe).c_str(), 0600), 0);
+        }
+        const std::string hold = std::string("echo x > ") + k_held + "\nread x < " + k_go_on + "\n";
+        m_handset.files.write("/system/bin/rm", "#!/system/bin/sh\n" + hold, 0755);
+    }
+
+    emulator::process start_held()
+    {
+        emulator::process service = m_handset.start(emulator::service());
+        (void)m_handset.files.read(k_held);
+        return service;
+    }
+
+    void go_on() { std::ofstream(m_handset.files.host_path(k_go_on)) << "x\n"; }
+
+  private:
+    static constexpr char k_held[] = "/handset/held";
+    static constexpr char k_go_on[] = "/handset/go-on";
+};
+
+TEST_F(HeldStart, KeepsASignalForTheMomentWhenItCanEndCleanly)
 {
-    constexpr char k_held[] = "/handset/held";
-    constexpr char k_go_on[] = "/handset/go-on";
-    ASSERT_EQ(mkfifo(m_handset.files.host_path(k_held).c_str(), 0600), 0);
-    ASSERT_EQ(mkfifo(m_handset.files.host_path(k_go_on).c_str(), 0600), 0);
-    m_handset.files.write("/system/bin/rm",
-                          std::string("#!/system/bin/sh\necho x > ") + k_held + "\nread x < " + k_go_on + "\n", 0755);
     for (const int number : {SIGTERM, SIGUSR2}) {
-        const emulator::process service = m_handset.start(emulator::service());
-        (void)m_handset.files.read(k_held); // the rotation has begun: long before there are handlers
+        const emulator::process service = start_held();
         EXPECT_TRUE(service.signal(number));
-        std::ofstream(m_handset.files.host_path(k_go_on)) << "x\n";
+        go_on();
         EXPECT_EQ(service.wait(), emulator::exited(0));
         EXPECT_THAT(m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
         EXPECT_THAT(entered(m_handset.log_records()), Contains("amt_handle_init")) << "the start came to its end first";
     }
 }
 
-TEST_F(Ending, ByAnEarlySignalWithoutAConfigurationStillGivesTheCode)
+TEST_F(HeldStart, GivesTheCodeOfAFailingStepInSpiteOfASignal)
 {
     m_handset.files.remove("/system/etc/kv-zep-amt.cfg");
-    const emulator::process service = m_handset.start(emulator::service());
-    (void)service.signal(SIGUSR1); // nobody's: the service takes no notice of it
-    EXPECT_EQ(service.wait(), emulator::exited(138));
+    const emulator::process service = start_held();
+    EXPECT_TRUE(service.signal(SIGTERM));
+    go_on();
+    EXPECT_EQ(service.wait(), emulator::exited(138)) << "it had ended by itself before it ever waited";
+}
+
+TEST_F(HeldStart, TakesNoNoticeOfTheWorkersSignal)
+{
+    const emulator::process service = start_held();
+    EXPECT_TRUE(service.signal(SIGUSR1));
+    go_on();
+    (void)m_handset.wait_log("PID of kv-zep-amt");
+    (void)end(service);
 }
 
 } // namespace

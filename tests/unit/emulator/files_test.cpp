@@ -127,6 +127,15 @@ TEST_F(Files, OfDevAndProcAreSeenWhileTheHandsetIsOn)
                 ThrowsMessage<std::runtime_error>(HasSubstr("only while the handset is on")));
 }
 
+TEST_F(Files, OfTmpAreGoneWithThePowerAndTheOthersStay)
+{
+    EXPECT_EQ(output_of(m_handset, "echo 3 > /tmp/kv-zep-amt.pid; echo 1 > /amt/sn"), "");
+    m_handset.power_off();
+    m_handset.boot();
+    EXPECT_THAT(m_handset.files.list("/tmp"), IsEmpty());
+    EXPECT_EQ(m_handset.files.read("/amt/sn"), "1\n");
+}
+
 TEST_F(Files, HoldTheProperties)
 {
     EXPECT_EQ(m_handset.property("sys.usb.config"), "");

@@ -8,8 +8,6 @@
 #include <stdarg.h>
 #include <string.h>
 
-#include <regex>
-
 #include "pub/log/errors.h"
 #include "pub/log/log_client.h"
 #include "tests/support/in_child.h"
@@ -61,6 +59,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
 
 // This test program's name, as the log will find it.
 std::string own_name()
@@ -126,9 +125,9 @@ TEST(ProcessName, IsRefusedWhenTheWordEndsInASlash)
         EXPECT_EQ(get_process_name(name, sizeof(name)), ERR_UNKNOWN);
         EXPECT_STREQ(name, "old");
         g_fake = {};
-        EXPECT_TRUE(std::regex_match(read_whole_file(internal_log),
-                                     std::regex("log/log_client -> get_process_name -> \\d+ -> can not get valid name "
-                                                "from \"/system/bin/\".\n")));
+        EXPECT_THAT(read_whole_file(internal_log),
+                    MatchesRegex("log/log_client -> get_process_name -> [0-9]+ -> can not get valid name "
+                                 "from \"/system/bin/\".\n"));
     });
 }
 
@@ -140,9 +139,8 @@ TEST(ProcessName, NeedsABuffer)
         EXPECT_EQ(get_process_name(nullptr, 5), ERR_INVALID_PARAM);
         EXPECT_EQ(get_process_name(name, 0), ERR_INVALID_PARAM);
         EXPECT_STREQ(name, "old");
-        EXPECT_TRUE(std::regex_match(
-            read_whole_file(log.folder() + "/log_internal.log"),
-            std::regex("(log/log_client -> get_process_name -> \\d+ -> -101 - Invalid parameter.\n){2}")));
+        EXPECT_THAT(read_whole_file(log.folder() + "/log_internal.log"),
+                    MatchesRegex("(log/log_client -> get_process_name -> [0-9]+ -> -101 - Invalid parameter.\n){2}"));
     });
 }
 
@@ -155,9 +153,9 @@ TEST(ProcessName, TellsWhenTheCommandLineCannotBeRead)
         char name[50] = "old";
         EXPECT_EQ(get_process_name(name, sizeof(name)), ERR_UNKNOWN);
         g_fake = {};
-        EXPECT_TRUE(std::regex_match(read_whole_file(folder + "/log_internal.log"),
-                                     std::regex("log/log_client -> get_process_name -> \\d+ -> open \"/proc/\\d+/"
-                                                "cmdline\" fail: 13 - Permission denied.\n")));
+        EXPECT_THAT(read_whole_file(folder + "/log_internal.log"),
+                    MatchesRegex("log/log_client -> get_process_name -> [0-9]+ -> open \"/proc/[0-9]+/"
+                                 "cmdline\" fail: 13 - Permission denied.\n"));
     });
 }
 

@@ -6,7 +6,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <regex>
 #include <thread>
 
 #include "pub/log/errors.h"
