@@ -101,7 +101,8 @@ int32_t configure_and_initialise(const amt_run_mode &mode)
 int main(int argc, char *argv[])
 {
     pub_util_block_ending_signals();
-    (void)signal(SIGPIPE, SIG_IGN); // a console whose reader has gone is no reason to end
+    (void)signal(SIGPIPE, SIG_IGN); // a console whose reader has gone is no reason to end,
+    (void)signal(SIGXFSZ, SIG_IGN); // nor is a file that may not grow: the write that fails is told
     open_standard_descriptors();
 
     int exit_status = 0;

@@ -13,14 +13,13 @@ namespace {
 
 constexpr char k_normal_text[] = "normal mode(with ZEP platform)";
 constexpr char k_simplified_text[] =
-    "simplified mode(only with kernel)"; // told for -u too: collectors of logs know two
-constexpr size_t k_path_limit = 59;      // terminator included, one byte less than the buffers hold
+    "simplified mode(only with kernel)"; // told for -u too, keep: logs are read for these two
 constexpr int k_usage_line = 238;        // the number that stations' scripts look for
 
-void fill_path(char (&path)[60], const char *directory, const char *ending)
+void fill_path(char (&path)[59], const char *directory, const char *ending)
 {
     memset(path, 0, sizeof(path));
-    (void)snprintf(path, k_path_limit, "%s/%s%s", directory, AMT_PROCESS_NAME, ending);
+    (void)snprintf(path, sizeof(path), "%s/%s%s", directory, AMT_PROCESS_NAME, ending);
 }
 
 void fill_platform_paths(amt_run_mode *mode)
@@ -70,9 +69,14 @@ bool amt_parse_options(int argc, char *argv[], int *exit_status)
         return true;
     }
     for (;;) {
-        const int option = getopt(argc, argv, "h:u"); // NOLINT(concurrency-mt-unsafe): there is no other thread yet
+        // The plus takes the words in their order, as the handset's C library always does and others do if told to.
+        const int option = getopt(argc, argv, "+h:u"); // NOLINT(concurrency-mt-unsafe): there is no other thread yet
         if (option == -1) {
-            return true;
+            if (optind >= argc || strcmp(argv[optind - 1], "--") == 0) {
+                return true;
+            }
+            optind++; // a word that is no option
+            continue;
         }
         if (option != 'u') {
             *exit_status = prompt_usage(argv[0]);

@@ -11,8 +11,8 @@ constexpr char AMT_PROCESS_NAME[] = "kv-zep-amt";
 extern int32_t g_usb_activate;
 
 struct amt_run_mode {
-    char m_config_file_a[60];
-    char m_pid_file_a[60];    // the one that is checked; the one that is written is always in /tmp
+    char m_config_file_a[59]; // a longer path is cut
+    char m_pid_file_a[59];    // the one that is checked; the one that is written is always in /tmp
     const char *m_text;       // for the log
     uint32_t m_platform_flag; // 1: started by the platform at boot, in normal mode
 };

@@ -1,6 +1,7 @@
 #include "pub/base/shell.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <paths.h>
 #include <signal.h>
 #include <string.h>
@@ -11,12 +12,22 @@
 
 namespace {
 
+constexpr int k_service_signals_a[] = {SIGTERM, SIGUSR1, SIGUSR2, SIGPIPE, SIGXFSZ};
+
 [[noreturn]] void become_shell(const char *command)
 {
+    // What the service handles or ignores is the service's alone: its ending, let in here, would release it twice.
+    for (const int signal_number : k_service_signals_a) {
+        (void)signal(signal_number, SIG_DFL);
+    }
     sigset_t none;
     sigemptyset(&none);
     (void)pthread_sigmask(SIG_SETMASK, &none, nullptr);
-    (void)signal(SIGPIPE, SIG_DFL); // the service ignores it
+    const int no_input = open("/dev/null", O_RDONLY); // no program is to ask anybody anything
+    if (no_input > STDIN_FILENO) {
+        (void)dup2(no_input, STDIN_FILENO);
+        (void)close(no_input);
+    }
     (void)execl(_PATH_BSHELL, "sh", "-c", command, static_cast<char *>(nullptr));
     _exit(127);
 }

@@ -4,9 +4,10 @@
 
 #include <stddef.h>
 
-// Runs the command with the platform's shell and waits for it. The program gets default signals, none blocked, and of
-// the descriptors only the standard ones (all others are opened close-on-exec). Returns the wait status, as system()
-// does, or -1 with errno when no process could be had. The wait is one in which the calling thread can be ended.
+// Runs the command with the platform's shell and waits for it. The program gets default signals, none blocked, an
+// empty standard input, and of the other descriptors only the standard ones (all others are opened close-on-exec).
+// Returns the wait status, as system() does, or -1 with errno when no process could be had. The wait is one in which
+// the calling thread can be ended.
 int pub_util_run_shell(const char *command);
 
 // Writes `text` as one word of the shell's language, whatever characters it holds. Needs at most 4 bytes a character

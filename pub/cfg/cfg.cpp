@@ -40,7 +40,11 @@ FILE *pub_cfg_open(const char *path)
         errno = EINVAL;
         return nullptr;
     }
-    return fdopen(fd, "r");
+    FILE *file = fdopen(fd, "r");
+    if (file == nullptr) {
+        (void)close(fd);
+    }
+    return file;
 }
 
 int32_t pub_cfg_get_line(FILE *file, char *line, uint32_t size, uint32_t *length, int32_t *end_of_file)

@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/mman.h>
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
@@ -24,7 +25,8 @@ struct sfw_log_object {
     uint32_t m_flags;
     int32_t m_pid;
     char m_process_name_a[20];
-    uint32_t m_position;   // where the next byte goes
+    std::atomic<uint32_t> *m_position; // where the next byte goes: m_own_position, or the default object's shared one
+    std::atomic<uint32_t> m_own_position;
     uint32_t m_ring_start; // where the ring begins again
     time_t m_second;       // what m_local_time was worked out for
     tm m_local_time;
@@ -40,7 +42,7 @@ constexpr char k_column_header[] = LINE_92
 constexpr char k_footer[] =
     "\n========================================= log  end =========================================\n";
 
-sfw_log_object g_default = {-1, 0, 1, 0, {}, PTHREAD_MUTEX_INITIALIZER, 0, 0, {}, 0, 0, -1, {}};
+sfw_log_object g_default = {-1, 0, 1, 0, {}, PTHREAD_MUTEX_INITIALIZER, 0, 0, {}, nullptr, {0}, 0, -1, {}};
 std::atomic<uint32_t> g_size_limit{SFW_LOG_SIZE_LIMIT};
 
 // The calling thread's number; asking the kernel again for each record would cost a quarter of it.
@@ -72,13 +74,13 @@ void unlock_default_in_child()
 // Under the object's lock. A write that fails or stays short loses the text, never the ring.
 void write_text(sfw_log_object &object, const char *text, size_t length)
 {
-    if (object.m_position > g_size_limit.load(std::memory_order_relaxed)) {
+    if (*object.m_position > g_size_limit.load(std::memory_order_relaxed)) {
         (void)lseek(object.m_fd, static_cast<off_t>(object.m_ring_start), SEEK_SET);
-        object.m_position = object.m_ring_start;
+        *object.m_position = object.m_ring_start;
     }
     const ssize_t written = write(object.m_fd, text, length);
     if (written > 0) {
-        object.m_position += static_cast<uint32_t>(written);
+        *object.m_position += static_cast<uint32_t>(written);
     }
 }
 
@@ -102,12 +104,21 @@ void write_header(sfw_log_object &object)
                                 local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
                                 static_cast<long>(now.tv_usec / 1000), k_column_header);
     write_text(object, text, static_cast<size_t>(length));
-    object.m_ring_start = object.m_position;
+    object.m_ring_start = *object.m_position;
+}
+
+// A child of the service writes on at the file's one offset, so the two must count together, or the ring would grow.
+std::atomic<uint32_t> *shared_position()
+{
+    static void *page =
+        mmap(nullptr, sizeof(std::atomic<uint32_t>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    return page == MAP_FAILED ? &g_default.m_own_position : static_cast<std::atomic<uint32_t> *>(page);
 }
 
 bool client_open_file(sfw_log_object &object, const char *name)
 {
-    object.m_position = 0;
+    object.m_position = object.m_is_default != 0 ? shared_position() : &object.m_own_position;
+    *object.m_position = 0;
     object.m_ring_start = 0;
     object.m_fd = log_directory_open_file(name);
     if (object.m_fd < 0) {
@@ -236,6 +247,9 @@ void sfw_log_set_size_limit(uint32_t limit)
 void sfw_log_mark_position()
 {
     sfw_log_object *object = sfw_log_select_and_lock(nullptr);
-    object->m_ring_start = object->m_position;
+    const uint32_t limit = g_size_limit.load(std::memory_order_relaxed);
+    if (object->m_fd >= 0 && *object->m_position <= limit - limit / 4) {
+        object->m_ring_start = *object->m_position;
+    }
     (void)pthread_mutex_unlock(&object->m_mutex);
 }

@@ -3,7 +3,7 @@
 // records.
 //
 // One record is written by three calls, from one thread and in this order; log.h has the one-call forms that the
-// sources use. Taking the arguments never happens under the lock. Every call keeps errno. Any thread may log at any
+// sources use. Taking the arguments never happens under the lock. The three keep errno. Any thread may log at any
 // time: what comes before the start of the log is dropped, what comes behind its end goes to the internal log.
 #pragma once
 
@@ -41,5 +41,6 @@ void sfw_log_full(sfw_log_object *object, const sfw_log_record &record);
 // From which position on, in bytes, the ring begins again; for all objects.
 void sfw_log_set_size_limit(uint32_t limit);
 
-// Makes the default object's ring begin at the current position: what stands before it is kept.
+// Makes the default object's ring begin at the current position: what stands before it is kept. Not when that leaves
+// the ring less than a quarter of the limit: a log of the start alone would tell nothing of the line.
 void sfw_log_mark_position();

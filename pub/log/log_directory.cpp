@@ -140,6 +140,8 @@ int32_t sfw_log_set_directory(const char *path)
     if (length == 0 || length > k_directory_size - 2) {
         return ERR_INVALID_PARAM;
     }
+    g_initialised = false;
+    g_own_folder = false;
     memset(g_directory_a, 0, sizeof(g_directory_a));
     memcpy(g_directory_a, path, length);
     for (size_t i = length; i > 0 && g_directory_a[i - 1] == '/'; i--) {
@@ -175,7 +177,8 @@ int log_directory_open_file(const char *name)
     make_directories();
     char path[k_path_size];
     build_file_path(name, path);
-    return open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0666);
+    // A pipe in place of the file is refused, not waited for.
+    return open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
 }
 
 void log_directory_open_internal()

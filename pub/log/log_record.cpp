@@ -163,10 +163,10 @@ const dump_row *dump_of(sfw_log_dump kind)
     return nullptr;
 }
 
-// A pointer without a length or a length without a pointer: the caller's mistake, told in place of the dump.
+// A length without bytes: the caller's mistake, told in place of the dump.
 bool is_unmatched(const sfw_log_record &record)
 {
-    return (record.m_data == nullptr) != (record.m_length == 0);
+    return record.m_data == nullptr && record.m_length != 0;
 }
 
 void append_data(line_text &line, const sfw_log_record &record)

@@ -48,7 +48,7 @@ struct sfw_log_record {
     uint32_t m_level;
     int32_t m_code;           // "error" and "fatal error"
     sfw_log_dump m_dump_kind; //
-    const void *m_data;       // the dumped bytes, null exactly when m_length is 0
+    const void *m_data;       // the dumped bytes; may be null when there are none
     size_t m_length;          //
     const char *m_name;       // the failed call of a "sys error" (may be null), the message of an "IPC msg"
     sfw_log_port m_port;      // AT dumps

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "pub/base/scoped.h"
+#include "pub/base/wait.h"
 #include "pub/cfg/cfg.h"
 #include "pub/util/util.h"
 
@@ -41,10 +42,17 @@ speed_t convert_uart_speed(uint32_t baud_rate)
     return row->speed;
 }
 
+// A serial line without a carrier keeps its opener waiting: a wait like others.
+int open_in_window(const char *path, int flags)
+{
+    const signal_window window;
+    return open(path, flags | O_NOCTTY | O_CLOEXEC);
+}
+
 // Opens once; a descriptor of 0 is none of a device's and counts as failure. Returns 0 or errno.
 int open_device(const char *path, int flags, int &fd)
 {
-    const int opened = open(path, flags | O_NOCTTY | O_CLOEXEC);
+    const int opened = open_in_window(path, flags);
     if (opened > 0) {
         fd = opened;
         return 0;
@@ -58,7 +66,7 @@ int open_device(const char *path, int flags, int &fd)
 
 bool is_mounted(const char *path)
 {
-    const scoped_file mounts(fopen("/proc/mounts", "re"));
+    const scoped_file mounts(pub_cfg_open("/proc/mounts"));
     if (!mounts.is_open()) {
         return false;
     }
@@ -152,24 +160,23 @@ int32_t pub_util_try_to_open_device(int *fd, const char *path, int flags, uint32
     return log_error(ERR_C_FUNCTION, "open device \"%s\" fail: %d - %s", path, error, error_text(error).c_str());
 }
 
-int32_t pub_util_get_mount_fs_info(const char *path, uint32_t *total, uint32_t *used, uint32_t *available)
+int32_t pub_util_get_mount_fs_info(const char *path, pub_util_fs_info *info)
 {
     log_func();
-    const bool lacks_result = total == nullptr || used == nullptr || available == nullptr;
-    if (path == nullptr || path[0] == '\0' || lacks_result) {
+    if (path == nullptr || path[0] == '\0' || info == nullptr) {
         return log_error(ERR_INVALID_PARAM, "%d, %d, %d", path == nullptr, path != nullptr && path[0] == '\0',
-                         lacks_result);
+                         info == nullptr);
     }
     if (!is_mounted(path)) {
         return log_error(ERR_NOT_FOUND, "file system \"%s\" has not been mounted", path);
     }
-    struct statfs info = {};
-    if (statfs(path, &info) != 0) {
+    struct statfs system_info = {};
+    if (statfs(path, &system_info) != 0) {
         return log_sys_error("statfs");
     }
-    const uint64_t block_size = static_cast<uint64_t>(info.f_bsize);
-    *total = blocks_to_kib(info.f_blocks, block_size);
-    *used = blocks_to_kib(info.f_blocks - info.f_bavail, block_size);
-    *available = blocks_to_kib(info.f_bavail, block_size);
+    const auto block_size = static_cast<uint64_t>(system_info.f_bsize);
+    info->m_total_kib = blocks_to_kib(system_info.f_blocks, block_size);
+    info->m_used_kib = blocks_to_kib(system_info.f_blocks - system_info.f_bavail, block_size);
+    info->m_available_kib = blocks_to_kib(system_info.f_bavail, block_size);
     return ERR_NONE;
 }

@@ -15,7 +15,6 @@
 namespace {
 
 constexpr int k_below_highest_priority = 4;
-constexpr uint32_t k_years = 0xFFFFFFFF; // seconds
 
 // Not a wait in which the caller can be ended: it is used while the process is being released.
 void sleep_10_ms()
@@ -46,12 +45,13 @@ int32_t pub_util_kill_thread(pub_util_thread *handle)
 void pub_util_clear_own_thread(pub_util_thread *handle)
 {
     while (handle->exchange(0) == 0) {
-        pub_util_sleep_seconds(k_years);
+        pub_util_sleep_seconds(1); // ended here, or given the handle back because the signal was refused
     }
 }
 
-void pub_util_admit_kill()
+void pub_util_admit_kill(pub_util_thread *own_handle)
 {
+    own_handle->store(pthread_self());
     struct sigaction action = {};
     action.sa_handler = pub_util_handle_thread_signal;
     action.sa_flags = SA_RESTART;
@@ -65,6 +65,7 @@ void pub_util_admit_kill()
 
 void pub_util_handle_thread_signal(int signal_number)
 {
+    log_func();
     if (signal_number != SIGUSR1) {
         (void)log_error(ERR_INVALID_PARAM, "unknown signal: %d", signal_number);
         return;

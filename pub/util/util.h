@@ -20,12 +20,13 @@ using pub_util_thread = std::atomic<pthread_t>;
 // longer exists or of the calling thread is cleared and left alone (0). Otherwise 0 or the error of pthread_kill.
 int32_t pub_util_kill_thread(pub_util_thread *handle);
 
-// A worker's last step before it returns or ends the process. When somebody is about to end this thread already, it
-// waits here for that: a signal must never be sent to a thread that is gone.
+// A worker's last step before it returns or ends the process, once it has admitted its end. When somebody is about to
+// end this thread already, it waits here for that: a signal must never be sent to a thread that is gone.
 void pub_util_clear_own_thread(pub_util_thread *handle);
 
-// The first step of every worker: installs pub_util_handle_thread_signal for SIGUSR1 and lets it in during waits.
-void pub_util_admit_kill();
+// The first step of every worker: stores its own handle (its creator's copy may come too late for a thread that ends at
+// once), installs pub_util_handle_thread_signal for SIGUSR1 and lets it in during waits.
+void pub_util_admit_kill(pub_util_thread *own_handle);
 
 // The SIGUSR1 handler of the workers: logs and ends the calling thread.
 void pub_util_handle_thread_signal(int signal_number);
@@ -52,10 +53,14 @@ void pub_util_set_serial_dev_attr(int fd, uint32_t baud_rate);
 [[nodiscard]] int32_t pub_util_try_to_open_device(int *fd, const char *path, int flags, uint32_t attempts,
                                                   uint32_t interval_ms);
 
-// Total, used and available size, in KiB, of the file system whose line in /proc/mounts is the first to contain `path`.
-// ERR_NOT_FOUND when none does.
-[[nodiscard]] int32_t pub_util_get_mount_fs_info(const char *path, uint32_t *total, uint32_t *used,
-                                                 uint32_t *available);
+struct pub_util_fs_info {
+    uint32_t m_total_kib;
+    uint32_t m_used_kib; // whatever is not available
+    uint32_t m_available_kib;
+};
+
+// The sizes of the file system at `path`, if a line of /proc/mounts contains it. ERR_NOT_FOUND when none does.
+[[nodiscard]] int32_t pub_util_get_mount_fs_info(const char *path, pub_util_fs_info *info);
 
 // --- processes (process.cpp)
 

@@ -267,6 +267,15 @@ TEST_F(Start, NeedsNoStandardDescriptors)
     (void)end(service);
 }
 
+TEST_F(Start, SurvivesFilesThatMayNotGrow)
+{
+    emulator::program limited;
+    limited.path = "/system/bin/sh";
+    limited.arguments = {"-c", "ulimit -f 1; exec /system/bin/kv-zep-amt"}; // 512 bytes: the log's header and no more
+    (void)end(start_up(limited));
+    EXPECT_LE(m_handset.files.read(emulator::k_service_log).size(), 1024U);
+}
+
 TEST_F(Start, SurvivesAConsoleThatNobodyReads)
 {
     emulator::program pipeline;

@@ -3,8 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <signal.h>
 #include <string.h>
-#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/statfs.h>
 #include <termios.h>
 #include <unistd.h>
@@ -39,13 +40,6 @@ int __wrap_fcntl(int fd, int command, long argument)
         return -1;
     }
     return __real_fcntl(fd, command, argument);
-}
-
-FILE *__real_fopen(const char *path, const char *mode);
-FILE *__wrap_fopen(const char *path, const char *mode)
-{
-    const auto stand_in = g_fake.files.find(path);
-    return __real_fopen(stand_in == g_fake.files.end() ? path : stand_in->second.c_str(), mode);
 }
 
 int __real_tcgetattr(int fd, termios *attributes);
@@ -338,10 +332,10 @@ TEST(OpenDevice, TriesAsOftenAsItIsToldAndPausesEachTime)
         timespec before = {};
         timespec after = {};
         (void)clock_gettime(CLOCK_MONOTONIC, &before);
-        EXPECT_EQ(pub_util_try_to_open_device(&fd, "/no/such/device", O_RDWR, 3, 20), ERR_C_FUNCTION);
+        EXPECT_EQ(pub_util_try_to_open_device(&fd, "/no/such/device", O_RDWR, 3, 1000), ERR_C_FUNCTION);
         (void)clock_gettime(CLOCK_MONOTONIC, &after);
-        EXPECT_GE((after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1'000'000, 59)
-            << "three pauses of 20 ms, the last attempt pauses too";
+        EXPECT_GE((after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1'000'000, 2999)
+            << "three pauses of a second, the last attempt pauses too";
         const std::string attempt = "try to open device \"/no/such/device\"";
         const std::string failure = "error | -118 - Call C function unsuccessfully | open device \"/no/such/device\" "
                                     "fail: 2 - No such file or directory";
@@ -350,6 +344,21 @@ TEST(OpenDevice, TriesAsOftenAsItIsToldAndPausesEachTime)
                                 "info | (0/3)" + attempt, failure, "info | (1/3)" + attempt, failure,
                                 "info | (2/3)" + attempt, failure, failure));
     });
+}
+
+TEST(OpenDevice, CanBeEndedWhileTheDeviceKeepsItWaiting)
+{
+    const temp_folder folder;
+    ASSERT_EQ(mkfifo(folder.path("device").c_str(), 0600), 0);
+    const int status = wait_status_of_child([&folder] {
+        pub_util_block_ending_signals();
+        (void)signal(SIGTERM, [](int) { _exit(42); });
+        pub_util_admit_ending_signals(ending_signals::main_thread);
+        (void)raise(SIGTERM);
+        int fd = 0;
+        (void)pub_util_try_to_open_device(&fd, folder.path("device").c_str(), O_WRONLY, 1, 0); // nobody reads it
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 42);
 }
 
 TEST(OpenDevice, TakesADescriptorOf0ForAFailure)
@@ -385,24 +394,21 @@ TEST(MountInfo, GivesTheSizesInKib)
     const temp_folder folder;
     g_fake.files["/proc/mounts"] =
         folder.with_file("mounts", "rootfs / rootfs ro 0 0\n/dev/x /storage/sdcard1 vfat rw\n");
-    uint32_t total = 1;
-    uint32_t used = 2;
-    uint32_t available = 3;
-    EXPECT_EQ(pub_util_get_mount_fs_info("/storage/sdcard1", &total, &used, &available), ERR_NONE);
-    EXPECT_EQ(total, 4'000'000'000U);
-    EXPECT_EQ(used, 800'000'000U) << "blocks that are not available count as used";
-    EXPECT_EQ(available, 3'200'000'000U);
+    pub_util_fs_info info = {1, 2, 3};
+    EXPECT_EQ(pub_util_get_mount_fs_info("/storage/sdcard1", &info), ERR_NONE);
+    EXPECT_EQ(info.m_total_kib, 4'000'000'000U);
+    EXPECT_EQ(info.m_used_kib, 800'000'000U) << "blocks that are not available count as used";
+    EXPECT_EQ(info.m_available_kib, 3'200'000'000U);
     g_fake = {};
 }
 
 TEST(MountInfo, KnowsTheRealFileSystem)
 {
-    uint32_t total = 0;
-    uint32_t used = 0;
-    uint32_t available = 0;
-    EXPECT_EQ(pub_util_get_mount_fs_info("/", &total, &used, &available), ERR_NONE);
-    EXPECT_GT(total, 0U);
-    EXPECT_NEAR(static_cast<double>(total), static_cast<double>(used) + static_cast<double>(available), 1.0);
+    pub_util_fs_info info = {};
+    EXPECT_EQ(pub_util_get_mount_fs_info("/", &info), ERR_NONE);
+    EXPECT_GT(info.m_total_kib, 0U);
+    EXPECT_NEAR(static_cast<double>(info.m_total_kib),
+                static_cast<double>(info.m_used_kib) + static_cast<double>(info.m_available_kib), 1.0);
 }
 
 TEST(MountInfo, FindsNothingThatIsNotMounted)
@@ -411,14 +417,25 @@ TEST(MountInfo, FindsNothingThatIsNotMounted)
         const test_log log;
         const temp_folder folder;
         g_fake.files["/proc/mounts"] = folder.with_file("mounts", "/dev/x /storage/sdcard0 vfat rw\n");
-        uint32_t sizes[3] = {7, 7, 7};
-        EXPECT_EQ(pub_util_get_mount_fs_info("/storage/sdcard1", &sizes[0], &sizes[1], &sizes[2]), ERR_NOT_FOUND);
+        pub_util_fs_info info = {7, 7, 7};
+        EXPECT_EQ(pub_util_get_mount_fs_info("/storage/sdcard1", &info), ERR_NOT_FOUND);
         g_fake.files["/proc/mounts"] = folder.path("missing");
-        EXPECT_EQ(pub_util_get_mount_fs_info("/storage/sdcard1", &sizes[0], &sizes[1], &sizes[2]), ERR_NOT_FOUND);
-        EXPECT_THAT(sizes, ElementsAre(7, 7, 7));
+        EXPECT_EQ(pub_util_get_mount_fs_info("/storage/sdcard1", &info), ERR_NOT_FOUND);
+        EXPECT_EQ(info.m_total_kib, 7U);
         const std::string error = "error | -104 - Not found | file system \"/storage/sdcard1\" has not been mounted";
         EXPECT_THAT(log.records(), ElementsAre("func | ", error, "func | ", error));
     });
+}
+
+TEST(MountInfo, ReadsLinesInPiecesOf198Characters)
+{
+    const temp_folder folder;
+    g_fake.files["/proc/mounts"] = folder.with_file("mounts", std::string(198 - 8, 'x') + "/storage/sdcard1\n");
+    pub_util_fs_info info = {};
+    EXPECT_EQ(pub_util_get_mount_fs_info("/storage/sdcard1", &info), ERR_NOT_FOUND) << "cut in two";
+    g_fake.files["/proc/mounts"] = folder.with_file("mounts", std::string(198 - 16, 'x') + "/storage/sdcard1\n");
+    EXPECT_EQ(pub_util_get_mount_fs_info("/storage/sdcard1", &info), ERR_NONE) << "just not";
+    g_fake = {};
 }
 
 TEST(MountInfo, TellsWhenTheFileSystemDoesNotAnswer)
@@ -426,8 +443,8 @@ TEST(MountInfo, TellsWhenTheFileSystemDoesNotAnswer)
     in_child([] {
         const test_log log;
         g_fake.statfs_fails = true;
-        uint32_t sizes[3] = {};
-        EXPECT_EQ(pub_util_get_mount_fs_info("/", &sizes[0], &sizes[1], &sizes[2]), ERR_C_FUNCTION);
+        pub_util_fs_info info = {};
+        EXPECT_EQ(pub_util_get_mount_fs_info("/", &info), ERR_C_FUNCTION);
         EXPECT_THAT(log.records(), ElementsAre("func | ", "sys error | statfs: 13 - Permission denied"));
     });
 }
@@ -436,16 +453,12 @@ TEST(MountInfo, RefusesBadArgumentsAndTellsWhich)
 {
     in_child([] {
         const test_log log;
-        uint32_t size = 0;
-        EXPECT_EQ(pub_util_get_mount_fs_info(nullptr, &size, &size, &size), ERR_INVALID_PARAM);
-        EXPECT_EQ(pub_util_get_mount_fs_info("", &size, &size, &size), ERR_INVALID_PARAM);
-        EXPECT_EQ(pub_util_get_mount_fs_info("/", nullptr, &size, &size), ERR_INVALID_PARAM);
-        EXPECT_EQ(pub_util_get_mount_fs_info("/", &size, nullptr, &size), ERR_INVALID_PARAM);
-        EXPECT_EQ(pub_util_get_mount_fs_info("/", &size, &size, nullptr), ERR_INVALID_PARAM);
-        EXPECT_THAT(log.records(),
-                    ElementsAre("func | ", k_bad_argument + "1, 0, 0", "func | ", k_bad_argument + "0, 1, 0", "func | ",
-                                k_bad_argument + "0, 0, 1", "func | ", k_bad_argument + "0, 0, 1", "func | ",
-                                k_bad_argument + "0, 0, 1"));
+        pub_util_fs_info info = {};
+        EXPECT_EQ(pub_util_get_mount_fs_info(nullptr, &info), ERR_INVALID_PARAM);
+        EXPECT_EQ(pub_util_get_mount_fs_info("", &info), ERR_INVALID_PARAM);
+        EXPECT_EQ(pub_util_get_mount_fs_info("/", nullptr), ERR_INVALID_PARAM);
+        EXPECT_THAT(log.records(), ElementsAre("func | ", k_bad_argument + "1, 0, 0", "func | ",
+                                               k_bad_argument + "0, 1, 0", "func | ", k_bad_argument + "0, 0, 1"));
     });
 }
 

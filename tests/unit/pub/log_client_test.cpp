@@ -4,12 +4,15 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 #include <string.h>
+#include <time.h>
 
 #include <atomic>
 #include <thread>
 
 #define LOG_MODULE "amt/test"
+#include "pub/base/wait.h"
 #include "pub/log/log.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
@@ -98,15 +101,18 @@ TEST(LogClient, KeepsErrnoOfItsCaller)
 {
     in_child([] {
         const test_log log;
-        errno = ENXIO;
-        log_info("%s", "x");
-        log_error(99999, "x");
-        log_sys_error("read");
-        log_data("x", "y", 1);
-        sfw_log_stop(nullptr);
-        errno = ENXIO;
-        log_info("%s", "to the internal log");
-        EXPECT_EQ(errno, ENXIO);
+        for (const bool is_open : {true, false}) {
+            errno = ENXIO;
+            log_info("%s", "x");
+            EXPECT_EQ(errno, ENXIO) << is_open;
+            (void)log_error(99999, "x");
+            EXPECT_EQ(errno, ENXIO) << is_open;
+            (void)log_sys_error("read");
+            EXPECT_EQ(errno, ENXIO) << is_open;
+            log_data("x", "y", 1);
+            EXPECT_EQ(errno, ENXIO) << is_open;
+            sfw_log_stop(nullptr);
+        }
     });
 }
 
@@ -199,10 +205,65 @@ TEST(LogClient, CanBeStartedAgainBehindItsEnd)
 {
     in_child([] {
         const test_log log;
+        for (int i = 0; i < 900; i++) {
+            log_info("%s", std::string(100, 'x').c_str());
+        }
         sfw_log_stop(nullptr);
         EXPECT_NE(sfw_log_start(SFW_LOG_DEFAULT_OBJECT, "test"), nullptr);
         log_info("again");
         EXPECT_THAT(log.records(), ElementsAre("info | again"));
+        for (int i = 0; i < 100; i++) {
+            log_info("more");
+        }
+        EXPECT_EQ(log.records().size(), 101U) << "positions are counted anew";
+    });
+}
+
+TEST(LogClient, TakesOtherStartFlagsBesideTheDefaultObjects)
+{
+    in_child([] {
+        const test_log log;
+        EXPECT_EQ(sfw_log_start(3, "other"), sfw_log_start(SFW_LOG_DEFAULT_OBJECT, nullptr));
+        EXPECT_FALSE(std::filesystem::exists(log.folder() + "/other.log"));
+    });
+}
+
+// "2026-01-31 23:59:59:123" of this moment, in local time.
+std::string now_as_text()
+{
+    timespec now = {};
+    (void)clock_gettime(CLOCK_REALTIME, &now);
+    tm local = {};
+    (void)localtime_r(&now.tv_sec, &local);
+    char date[32];
+    char text[48];
+    (void)strftime(date, sizeof(date), "%Y-%m-%d %H:%M:%S", &local);
+    (void)snprintf(text, sizeof(text), "%s:%03ld", date, now.tv_nsec / 1'000'000);
+    return text;
+}
+
+TEST(LogClient, TellsTheLocalTimeToTheMillisecond)
+{
+    in_child([] {
+        (void)setenv("TZ", "XYZ-05:30", 1);
+        const std::string before = now_as_text();
+        const test_log log;
+        std::string text = log.text();
+        const std::string started = text.substr(0, text.find('\n'));
+        EXPECT_LE(before, started);
+        for (int i = 0; i < 2; i++) {
+            const std::string not_before = now_as_text();
+            log_info("now");
+            const std::string not_after = now_as_text();
+            text = log.text();
+            const std::string time = text.substr(text.rfind('\n', text.size() - 2) + 1, 12);
+            if (not_before.substr(0, 10) == not_after.substr(0, 10)) { // not over midnight
+                EXPECT_LE(not_before.substr(11), time);
+                EXPECT_LE(time, not_after.substr(11));
+            }
+            pub_util_sleep_ms(1001); // the next one is of another second
+        }
+        EXPECT_LE(started, now_as_text());
     });
 }
 
@@ -290,10 +351,10 @@ TEST(LogRing, BeginsAgainBehindItsHeaderOnceThePositionHasPassedTheLimit)
     in_child([] {
         const test_log log;
         const size_t header = header_length(log.text());
-        const int until_passed = static_cast<int>((SFW_LOG_SIZE_LIMIT - header) / k_record_length) + 1;
+        const int until_passed = static_cast<int>((102400U - header) / k_record_length) + 1;
         write_records(0, until_passed);
-        EXPECT_GT(log.text().size(), SFW_LOG_SIZE_LIMIT);
-        EXPECT_LT(log.text().size(), SFW_LOG_SIZE_LIMIT + k_record_length + 1);
+        EXPECT_GT(log.text().size(), 102400U);
+        EXPECT_LT(log.text().size(), 102400U + k_record_length + 1);
         EXPECT_THAT(log.text().substr(header), HasSubstr(" | 000000 "));
         write_records(until_passed, until_passed + 1);
         const std::string text = log.text();
@@ -310,7 +371,7 @@ TEST(LogRing, NeverGrows)
     in_child([] {
         const test_log log;
         write_records(0, 3000);
-        EXPECT_LT(log.text().size(), SFW_LOG_SIZE_LIMIT + k_record_length + 1);
+        EXPECT_LT(log.text().size(), 102400U + k_record_length + 1);
         EXPECT_THAT(log.text(), HasSubstr(" | 002999 "));
     });
 }
@@ -407,6 +468,31 @@ TEST(LogThreads, AChildOfTheProcessLogsUnderItsOwnNumber)
     });
 }
 
+TEST(LogRing, DoesNotGrowWhenAChildOfTheProcessLogsToo)
+{
+    in_child([] {
+        const test_log log;
+        for (int round = 0; round < 5; round++) {
+            EXPECT_EQ(wait_status_of_child([] { write_records(0, 400); }), 0);
+            write_records(0, 100);
+        }
+        EXPECT_LT(log.text().size(), 102400U + 2 * k_record_length);
+        EXPECT_THAT(log.text(), HasSubstr(" | 000099 "));
+    });
+}
+
+TEST(LogRing, KeepsAQuarterOfItsSizeForTheTimeBehindTheStart)
+{
+    in_child([] {
+        const test_log log;
+        write_records(0, 102400 * 3 / 4 / static_cast<int>(k_record_length) + 1);
+        sfw_log_mark_position();
+        write_records(1000, 1600);
+        EXPECT_THAT(log.text(), Not(HasSubstr(" | 000000 "))) << "the ring begins behind the header as before";
+        EXPECT_THAT(log.text(), HasSubstr(" | 001100 "));
+    });
+}
+
 TEST(LogThreads, AChildOfTheProcessCanLogWhateverItsParentIsDoing)
 {
     in_child([] {
@@ -422,7 +508,8 @@ TEST(LogThreads, AChildOfTheProcessCanLogWhateverItsParentIsDoing)
         }
         is_over = true;
         thread.join();
-        EXPECT_THAT(log.text(), HasSubstr(" | child\n"));
+        EXPECT_EQ(wait_status_of_child([] { log_info("last child"); }), 0);
+        EXPECT_THAT(log.text(), HasSubstr(" | last child\n"));
     });
 }
 

@@ -7,6 +7,7 @@
 #include <pthread.h>
 #include <stdarg.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include "pub/log/errors.h"
 #include "pub/log/log_client.h"
@@ -58,6 +59,7 @@ int __wrap__Z18pub_util_run_shellPKc(const char *command)
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 
@@ -189,7 +191,7 @@ TEST(LogDirectory, TurnsTrailingSlashesIntoZeros)
     });
 }
 
-TEST(LogDirectory, MakesNoFoldersBehindTheFirstThatCannotBeMade)
+TEST(LogDirectory, LeavesAFileInItsWayAlone)
 {
     in_child([] {
         const temp_folder folder;
@@ -242,11 +244,52 @@ TEST(LogFile, IsEmptiedWhenItIsOpened)
 {
     in_child([] {
         const test_log log;
-        const std::string before = log.text();
+        const size_t header = log.text().size();
+        sfw_log_stop(nullptr); // leaves a footer
         sfw_log_object *again = sfw_log_start(0, "test");
         ASSERT_NE(again, nullptr);
-        EXPECT_EQ(log.text().size(), before.size());
+        EXPECT_EQ(log.text().size(), header);
         sfw_log_stop(again);
+    });
+}
+
+TEST(LogFile, AndItsFoldersAreOpenToWhomeverTheUmaskLets)
+{
+    in_child([] {
+        (void)umask(0);
+        const test_log log;
+        struct stat info = {};
+        EXPECT_EQ(stat(log.folder().c_str(), &info), 0);
+        EXPECT_EQ(info.st_mode & 07777U, 0777U);
+        EXPECT_EQ(stat((log.folder() + "/test.log").c_str(), &info), 0);
+        EXPECT_EQ(info.st_mode & 07777U, 0666U);
+    });
+}
+
+TEST(LogFile, IsNotPassedOnToPrograms)
+{
+    in_child([] {
+        const test_log log;
+        for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code gone;
+            const std::string target = std::filesystem::read_symlink(entry.path(), gone);
+            if (target.find(log.folder()) == 0) {
+                EXPECT_EQ(fcntl(std::stoi(entry.path().filename()), F_GETFD), FD_CLOEXEC) << target;
+            }
+        }
+    });
+}
+
+TEST(LogFile, IsNotWaitedForWhenAPipeIsInItsPlace)
+{
+    in_child([] {
+        const temp_folder folder;
+        const std::string own = folder.path("pub-log-test-log");
+        ASSERT_EQ(mkdir(own.c_str(), 0777), 0);
+        ASSERT_EQ(mkfifo((own + "/test.log").c_str(), 0666), 0);
+        EXPECT_EQ(sfw_log_set_directory(folder.path().c_str()), ERR_NONE);
+        EXPECT_NE(sfw_log_start(SFW_LOG_DEFAULT_OBJECT, "test"), nullptr);
+        EXPECT_THAT(read_whole_file(own + "/log_internal.log"), HasSubstr("call client_open_file() fail."));
     });
 }
 
@@ -306,6 +349,19 @@ TEST(LogRotation, QuotesTheLongestAndTheWorstPath)
 
 TEST(LogRotation, LeavesAFolderAloneThatIsNotTheLogsOwn)
 {
+    const size_t ending = std::string("/pub-log-test-log").size();
+    in_child([ending] {
+        EXPECT_EQ(sfw_log_set_directory(std::string(255 - ending, 'x').c_str()), ERR_NONE); // a character too many
+        sfw_log_rotate(2);
+        EXPECT_THAT(g_fake.commands, IsEmpty());
+    });
+    in_child([] {
+        EXPECT_EQ(sfw_log_set_directory("/some/where"), ERR_NONE);
+        sfw_log_stop(sfw_log_start(0, nullptr)); // from now on the folder is the log's own
+        EXPECT_EQ(sfw_log_set_directory(std::string(253, 'x').c_str()), ERR_NONE);
+        sfw_log_rotate(2);
+        EXPECT_THAT(g_fake.commands, IsEmpty());
+    });
     in_child([] {
         EXPECT_EQ(sfw_log_set_directory(std::string(253, 'x').c_str()), ERR_NONE); // no room for the process's name
         sfw_log_rotate(2);

@@ -209,24 +209,23 @@ TEST(LogRecord, TellsWhyADumpCannotBeMade)
 {
     const std::string one = "x";
     sfw_log_record record = dump_of(SFW_LOG_DATA, sfw_log_dump::bytes, one);
-    record.m_length = 0;
-    EXPECT_EQ(info_of(record, "h: "), "h: (sfw log error: data len unmatched)");
     record.m_data = nullptr;
-    record.m_length = 3;
-    EXPECT_EQ(info_of(record), "(sfw log error: data len unmatched)");
+    EXPECT_EQ(info_of(record, "h: "), "h: (sfw log error: data len unmatched)");
 
     record = dump_of(SFW_LOG_IPC_MSG, sfw_log_dump::ipc_send, one);
     EXPECT_EQ(info_of(record), "(sfw log error: invalid msg name)");
     record.m_name = "";
     EXPECT_EQ(info_of(record), "(sfw log error: invalid msg name)");
     record.m_name = "ready";
-    record.m_length = 0;
+    record.m_data = nullptr;
     EXPECT_EQ(info_of(record), "(sfw log error: msg data len unmatched)");
 
     record = dump_of(SFW_LOG_AT_CMD, sfw_log_dump::at_send, one);
-    record.m_length = 0;
-    EXPECT_EQ(info_of(record), "(sfw log error: at data len unmatched)");
     record.m_data = nullptr;
+    EXPECT_EQ(info_of(record), "(sfw log error: at data len unmatched)");
+    record.m_length = 0;
+    EXPECT_EQ(info_of(record), "(sfw log error: empty at)");
+    record.m_data = one.data();
     EXPECT_EQ(info_of(record), "(sfw log error: empty at)");
 }
 

@@ -89,6 +89,35 @@ TEST(Shell, GivesProgramsTheStandardDescriptorsOnly)
     (void)close(fd);
 }
 
+TEST(Shell, LetsNoProgramAskForInput)
+{
+    EXPECT_EQ(pub_util_run_shell("read answer"), 1 << 8) << "the end of the input, at once";
+}
+
+TEST(Shell, NeverRunsTheServicesHandlersInItsPrograms)
+{
+    const int status = wait_status_of_child([] {
+        pub_util_block_ending_signals();
+        (void)signal(SIGTERM, [](int) { _exit(42); });
+        // Between fork and exec, where a signal to the whole process group would find the child.
+        (void)pthread_atfork(nullptr, nullptr, [] { (void)raise(SIGTERM); });
+        const int command = pub_util_run_shell("exit 42");
+        EXPECT_TRUE(WIFSIGNALED(command)) << "ended by the signal itself, as any program";
+    });
+    EXPECT_EQ(status, 0);
+}
+
+TEST(Shell, CanBeEndedWhileAProgramRuns)
+{
+    const int status = wait_status_of_child([] {
+        pub_util_block_ending_signals();
+        (void)signal(SIGTERM, [](int) { _exit(42); });
+        pub_util_admit_ending_signals(ending_signals::main_thread);
+        (void)pub_util_run_shell("kill -TERM $PPID; while test -d /proc/$PPID/task/$PPID/net; do :; done");
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 42);
+}
+
 TEST(Shell, GoesOnWaitingWhenInterrupted)
 {
     g_waitpid_interruptions = 3;

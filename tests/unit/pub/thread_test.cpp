@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <thread>
 
 #include "pub/log/errors.h"
@@ -21,6 +22,9 @@ extern "C" {
 int __real_pthread_kill(pthread_t thread, int signal_number);
 int __wrap_pthread_kill(pthread_t thread, int signal_number)
 {
+    if (signal_number == 0 && g_fake.thread_is_gone) {
+        return ESRCH;
+    }
     if (signal_number != 0 && g_fake.pthread_kill_result != 0) {
         return g_fake.pthread_kill_result;
     }
@@ -64,7 +68,7 @@ struct worker {
 void *sleep_until_ended(void *argument)
 {
     auto *self = static_cast<worker *>(argument);
-    pub_util_admit_kill();
+    pub_util_admit_kill(&self->m_handle);
     self->m_tid = gettid();
     self->m_is_admitted = true;
     for (;;) {
@@ -76,7 +80,6 @@ void start(worker &started)
 {
     pthread_t thread = 0;
     ASSERT_EQ(pthread_create(&thread, nullptr, sleep_until_ended, &started), 0);
-    started.m_handle = thread;
     while (!started.m_is_admitted) {
         std::this_thread::yield();
     }
@@ -104,6 +107,46 @@ TEST(KillThread, LeavesAHandleOf0Alone)
         pub_util_thread handle{0};
         EXPECT_EQ(pub_util_kill_thread(&handle), ERR_NONE);
         EXPECT_EQ(pub_util_kill_thread(nullptr), ERR_NONE);
+    });
+}
+
+TEST(KillThread, DoesNotSignalAThreadThatIsGone)
+{
+    in_child([] {
+        g_fake.thread_is_gone = true;
+        g_fake.pthread_kill_result = EINVAL; // any signal would show
+        pub_util_thread handle{1};
+        EXPECT_EQ(pub_util_kill_thread(&handle), ERR_NONE);
+    });
+}
+
+TEST(KillThread, GivesTheThread10MsToEnd)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        worker started;
+        start(started);
+        const auto before = std::chrono::steady_clock::now();
+        EXPECT_EQ(pub_util_kill_thread(&started.m_handle), ERR_NONE);
+        EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(10));
+    });
+}
+
+// The worker waits in pub_util_clear_own_thread; the refused signal gives it its handle back, and it goes on.
+TEST(KillThread, LetsAThreadGoThatItCouldNotSignal)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        worker leaving;
+        leaving.m_handle = 0;
+        pthread_t thread = 0;
+        const auto leave = [](void *argument) -> void * {
+            pub_util_clear_own_thread(static_cast<pub_util_thread *>(argument));
+            return nullptr;
+        };
+        ASSERT_EQ(pthread_create(&thread, nullptr, leave, &leaving.m_handle), 0);
+        leaving.m_handle = thread;
+        EXPECT_EQ(pthread_join(thread, nullptr), 0);
     });
 }
 
@@ -136,10 +179,7 @@ TEST(KillThread, TellsWhenTheSignalIsRefusedAndKeepsTheHandle)
 void *clear_own_handle(void *argument)
 {
     auto *self = static_cast<worker *>(argument);
-    pub_util_admit_kill();
-    while (self->m_handle == 0) {
-        std::this_thread::yield();
-    }
+    pub_util_admit_kill(&self->m_handle);
     pub_util_clear_own_thread(&self->m_handle);
     self->m_is_admitted = true; // it went on
     return nullptr;
@@ -152,7 +192,6 @@ TEST(KillThread, FindsNothingToEndBehindAThreadThatLeftByItself)
         worker leaving;
         pthread_t thread = 0;
         ASSERT_EQ(pthread_create(&thread, nullptr, clear_own_handle, &leaving), 0);
-        leaving.m_handle = thread;
         EXPECT_EQ(pthread_join(thread, nullptr), 0);
         EXPECT_TRUE(leaving.m_is_admitted);
         EXPECT_EQ(leaving.m_handle, 0U);
@@ -163,8 +202,10 @@ TEST(KillThread, FindsNothingToEndBehindAThreadThatLeftByItself)
 // Whoever ends it has taken the handle already, the signal is still to come: the thread must be there for it.
 void *clear_taken_handle(void *argument)
 {
-    pub_util_admit_kill();
-    pub_util_clear_own_thread(&static_cast<worker *>(argument)->m_handle);
+    auto *self = static_cast<worker *>(argument);
+    pub_util_admit_kill(&self->m_handle);
+    self->m_handle = 0;
+    pub_util_clear_own_thread(&self->m_handle);
     _exit(1); // must not go on
 }
 
@@ -185,7 +226,7 @@ TEST(ThreadSignal, OtherThanTheWorkersOwnIsOnlyLogged)
     in_child([] {
         const test_log log;
         pub_util_handle_thread_signal(SIGUSR2);
-        EXPECT_THAT(log.records(), ElementsAre("error | -101 - Invalid parameter | unknown signal: 12"));
+        EXPECT_THAT(log.records(), ElementsAre("func | ", "error | -101 - Invalid parameter | unknown signal: 12"));
     });
 }
 

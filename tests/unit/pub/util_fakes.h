@@ -16,6 +16,7 @@ struct util_fakes {
     bool cfsetospeed_fails = false;
     bool tcsetattr_fails = false;
     bool statfs_fails = false;
+    bool thread_is_gone = false;
     int pthread_kill_result = 0; // for a signal other than 0
     int priority_max = 99;       // negative: fails
     bool setscheduler_fails = false;

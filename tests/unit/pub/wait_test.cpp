@@ -7,9 +7,11 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <string>
 #include <thread>
 
 #include "tests/support/in_child.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
@@ -61,15 +63,36 @@ TEST(Waits, LetAPendingSignalInWhereverTheyAre)
     }
 }
 
+// Whether one of the signal sets in a process's status holds SIGTERM.
+bool has_sigterm_in(const std::string &status, const std::string &set)
+{
+    const size_t at = status.find(set);
+    return at != std::string::npos &&
+           ((std::stoul(status.substr(at + set.size()), nullptr, 16) >> (SIGTERM - 1)) & 1) != 0;
+}
+
 TEST(Waits, EndWhenASignalComesInTheMiddle)
 {
-    const int status = wait_status_of_child([] {
+    int begun[2];
+    ASSERT_EQ(pipe(begun), 0);
+    const pid_t child = fork();
+    if (child == 0) {
         become_main_thread();
-        std::thread([] { (void)kill(getpid(), SIGTERM); }).detach();
+        (void)write(begun[1], "x", 1);
         pub_util_sleep_seconds(k_long);
         _exit(1);
-    });
+    }
+    char byte = 0;
+    EXPECT_EQ(read(begun[0], &byte, 1), 1); // it is blocked now, and will be let in by the wait
+    while (has_sigterm_in(read_whole_file("/proc/" + std::to_string(child) + "/status"), "SigBlk:")) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(kill(child, SIGTERM), 0);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(WEXITSTATUS(status), k_ended);
+    (void)close(begun[0]);
+    (void)close(begun[1]);
 }
 
 TEST(Waits, LetNothingInThatTheThreadHasNotAdmitted)
@@ -139,23 +162,32 @@ TEST(Waits, SleepTheirWholeTimeWhenInterruptedBySomethingElse)
 
 TEST(Waits, AParkedThreadLetsNothingIn)
 {
-    const int status = wait_status_of_child([] {
+    const pid_t child = fork();
+    if (child == 0) {
         become_main_thread();
-        std::atomic<bool> is_parked{false};
-        std::thread([&is_parked] {
-            is_parked = true;
-            pub_util_park();
-        }).detach();
-        while (!is_parked) {
-            std::this_thread::yield();
-        }
-        (void)kill(getpid(), SIGTERM);
-        (void)kill(getpid(), SIGUSR1);
-        EXPECT_TRUE(is_pending(SIGTERM));
-        EXPECT_TRUE(is_pending(SIGUSR1));
-        _exit(::testing::Test::HasFailure() ? 1 : 0);
-    });
-    EXPECT_EQ(status, 0);
+        (void)raise(SIGTERM);
+        pub_util_park();
+    }
+    // Parked is asleep with the signal still pending; were it let in, the child would be gone instead.
+    const std::string status_file = "/proc/" + std::to_string(child) + "/status";
+    int status = 0;
+    for (bool is_parked = false; !is_parked && waitpid(child, &status, WNOHANG) == 0;) {
+        const std::string text = read_whole_file(status_file);
+        is_parked = text.find("\nState:\tS") != std::string::npos && has_sigterm_in(text, "SigPnd:");
+    }
+    EXPECT_EQ(kill(child, SIGKILL), 0);
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status));
+}
+
+TEST(Waits, SleepForSecondsToo)
+{
+    timespec before = {};
+    timespec after = {};
+    (void)clock_gettime(CLOCK_MONOTONIC, &before);
+    pub_util_sleep_ms(1001);
+    (void)clock_gettime(CLOCK_MONOTONIC, &after);
+    EXPECT_GE((after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1'000'000, 1000);
 }
 
 } // namespace
