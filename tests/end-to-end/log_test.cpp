@@ -7,9 +7,7 @@ namespace {
 using ::testing::Contains;
 using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 using Log = service_handset;
 

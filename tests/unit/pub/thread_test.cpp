@@ -126,9 +126,11 @@ TEST(KillThread, GivesTheThread10MsToEnd)
         pub_util_block_ending_signals();
         worker started;
         start(started);
+        const pthread_t thread = started.m_handle;
         const auto before = std::chrono::steady_clock::now();
         EXPECT_EQ(pub_util_kill_thread(&started.m_handle), ERR_NONE);
         EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(10));
+        EXPECT_EQ(pthread_join(thread, nullptr), 0);
     });
 }
 
@@ -173,6 +175,9 @@ TEST(KillThread, TellsWhenTheSignalIsRefusedAndKeepsTheHandle)
         EXPECT_EQ(started.m_handle, thread);
         EXPECT_THAT(log.records(), Contains("error | 11 - Resource temporarily unavailable | pthread_kill(): 11 - "
                                             "Resource temporarily unavailable"));
+        g_fake = {};
+        EXPECT_EQ(pub_util_kill_thread(&started.m_handle), ERR_NONE);
+        EXPECT_EQ(pthread_join(thread, nullptr), 0);
     });
 }
 
