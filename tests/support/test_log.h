@@ -25,6 +25,14 @@ class test_log {
     }
     [[nodiscard]] std::string text() const { return read_whole_file(folder() + "/test.log"); }
 
+    // Where the records of a log's text begin; 0 when there is no header.
+    [[nodiscard]] static size_t header_length(const std::string &text)
+    {
+        const std::string end = "| INFO\n" + std::string(92, '=') + "\n";
+        const size_t at = text.find(end);
+        return at == std::string::npos ? 0 : at + end.size();
+    }
+
     // "LEVEL | INFO" of each record, the blanks that pad the level cut.
     [[nodiscard]] std::vector<std::string> records() const
     {

@@ -8,9 +8,6 @@
 #include <string.h>
 #include <time.h>
 
-#include <atomic>
-#include <thread>
-
 #define LOG_MODULE "amt/test"
 #include "pub/base/wait.h"
 #include "pub/log/log.h"
@@ -25,7 +22,6 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
-using ::testing::StartsWith;
 
 constexpr char k_footer[] =
     "\n========================================= log  end =========================================\n";
@@ -36,14 +32,6 @@ std::string header_pattern()
     return "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}:[0-9]{3}\n\n" + line +
            "\n    TIME     \\|   TID    \\|              FUNCTION              \\|  LINE  \\|    LEVEL     \\| INFO\n" +
            line + "\n";
-}
-
-// Where the records begin; the header itself is checked by a test of its own.
-size_t header_length(const std::string &text)
-{
-    const std::string end = "| INFO\n" + std::string(92, '=') + "\n";
-    const size_t at = text.find(end);
-    return at == std::string::npos ? 0 : at + end.size();
 }
 
 std::string internal_log(const test_log &log)
@@ -65,7 +53,7 @@ TEST(LogClient, WritesOneRecordALineWithTheCallersFunctionAndThread)
         const test_log log;
         log_info("pid %d of %s", 7, "it");
         const std::string text = log.text();
-        const std::string record = text.substr(header_length(text));
+        const std::string record = text.substr(test_log::header_length(text));
         char tid[16];
         (void)snprintf(tid, sizeof(tid), "% 8ld", static_cast<long>(gettid()));
         EXPECT_THAT(
@@ -150,7 +138,7 @@ TEST(LogClient, CutsTheTextOfARecordAtItsBuffer)
     in_child([] {
         const test_log log;
         log_info("%s", std::string(5000, 'x').c_str());
-        EXPECT_EQ(log.text().size(), header_length(log.text()) + SFW_LOG_LINE_LENGTH + 1);
+        EXPECT_EQ(log.text().size(), test_log::header_length(log.text()) + SFW_LOG_LINE_LENGTH + 1);
     });
 }
 
@@ -172,7 +160,7 @@ TEST(LogClient, EndsItsFileWithAFooterOnce)
         sfw_log_stop(nullptr);
         sfw_log_stop(nullptr);
         const std::string text = log.text();
-        EXPECT_EQ(text.substr(header_length(text)), k_footer);
+        EXPECT_EQ(text.substr(test_log::header_length(text)), k_footer);
     });
 }
 
@@ -281,7 +269,7 @@ TEST(LogClient, GivesOtherObjectsFilesOfTheirOwn)
         log_info("default");
         sfw_log_stop(other);
         const std::string text = read_whole_file(log.folder() + "/other.log");
-        EXPECT_EQ(header_length(text) == 0, false);
+        EXPECT_EQ(test_log::header_length(text) == 0, false);
         EXPECT_THAT(text, HasSubstr(" | info         | mine\n"));
         EXPECT_THAT(text, EndsWith(k_footer));
         EXPECT_THAT(log.records(), ElementsAre("info | default"));
@@ -331,185 +319,6 @@ TEST(LogClient, StopsTheInternalLogFromGrowing)
         }
         EXPECT_GT(internal_log(log).size(), 102400U);
         EXPECT_LT(internal_log(log).size(), 102400U + 640U);
-    });
-}
-
-// --- the ring
-
-// Fills the log, each record with a number of its own, until it has begun again `rounds` times.
-void write_records(int from, int to)
-{
-    for (int i = from; i < to; i++) {
-        log_info("%06d %s", i, std::string(100, 'x').c_str());
-    }
-}
-
-constexpr size_t k_record_length = 87 + 7 + 100 + 1;
-
-TEST(LogRing, BeginsAgainBehindItsHeaderOnceThePositionHasPassedTheLimit)
-{
-    in_child([] {
-        const test_log log;
-        const size_t header = header_length(log.text());
-        const int until_passed = static_cast<int>((102400U - header) / k_record_length) + 1;
-        write_records(0, until_passed);
-        EXPECT_GT(log.text().size(), 102400U);
-        EXPECT_LT(log.text().size(), 102400U + k_record_length + 1);
-        EXPECT_THAT(log.text().substr(header), HasSubstr(" | 000000 "));
-        write_records(until_passed, until_passed + 1);
-        const std::string text = log.text();
-        EXPECT_EQ(header_length(text), header) << "the header stays";
-        EXPECT_THAT(text.substr(header, k_record_length),
-                    HasSubstr(" | " + std::string(6 - 3, '0') + std::to_string(until_passed)));
-        EXPECT_THAT(text.substr(header + k_record_length), HasSubstr(" | 000001 ")) << "the next oldest is still there";
-        EXPECT_THAT(text, Not(HasSubstr(" | 000000 ")));
-    });
-}
-
-TEST(LogRing, NeverGrows)
-{
-    in_child([] {
-        const test_log log;
-        write_records(0, 3000);
-        EXPECT_LT(log.text().size(), 102400U + k_record_length + 1);
-        EXPECT_THAT(log.text(), HasSubstr(" | 002999 "));
-    });
-}
-
-TEST(LogRing, APositionOfExactlyTheLimitHasNotPassedIt)
-{
-    in_child([] {
-        const test_log log;
-        log_info("first");
-        sfw_log_set_size_limit(static_cast<uint32_t>(log.text().size()));
-        log_info("second");
-        log_info("third");
-        const std::string text = log.text();
-        EXPECT_THAT(text, Not(HasSubstr("first")));
-        EXPECT_THAT(text, HasSubstr("third"));
-        EXPECT_LT(text.find("third"), text.find("second"));
-    });
-}
-
-TEST(LogRing, KeepsWhatStandsBeforeTheMarkedPosition)
-{
-    in_child([] {
-        const test_log log;
-        log_info("start-up");
-        sfw_log_mark_position();
-        const std::string start = log.text();
-        write_records(0, 3000);
-        EXPECT_THAT(log.text(), StartsWith(start));
-        EXPECT_EQ(log.text().substr(start.size() + 84, 3), " | ") << "the ring begins again right behind it";
-    });
-}
-
-// --- several threads, and children
-
-TEST(LogThreads, WriteWholeRecords)
-{
-    in_child([] {
-        const test_log log;
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 4; i++) {
-            threads.emplace_back([i] {
-                for (int n = 0; n < 50; n++) {
-                    log_info("thread %d record %02d.", i, n);
-                }
-            });
-        }
-        for (std::thread &thread : threads) {
-            thread.join();
-        }
-        const std::vector<std::string> records = log.records();
-        EXPECT_EQ(records.size(), 200U);
-        for (const std::string &record : records) {
-            EXPECT_THAT(record, MatchesRegex("info \\| thread [0-9] record [0-9][0-9]\\."));
-        }
-    });
-}
-
-TEST(LogThreads, MayLogWhileTheLogIsBeingStopped)
-{
-    in_child([] {
-        const test_log log;
-        std::atomic<bool> is_over{false};
-        std::atomic<int> count{0};
-        std::thread thread([&] {
-            while (!is_over) {
-                log_info("still here");
-                count++;
-            }
-        });
-        while (count < 10) {
-            std::this_thread::yield();
-        }
-        sfw_log_stop(nullptr);
-        const int stopped_at = count;
-        while (count < stopped_at + 10) {
-            std::this_thread::yield();
-        }
-        is_over = true;
-        thread.join();
-        EXPECT_NE(log.text().find(k_footer), std::string::npos);
-    });
-}
-
-TEST(LogThreads, AChildOfTheProcessLogsUnderItsOwnNumber)
-{
-    in_child([] {
-        const test_log log;
-        log_info("parent");
-        pid_t child = 0;
-        EXPECT_EQ(wait_status_of_child([] { log_info("child of %d", getppid()); }, &child), 0);
-        char number[16];
-        (void)snprintf(number, sizeof(number), "% 8ld | ", static_cast<long>(child));
-        EXPECT_THAT(log.text(), HasSubstr(number));
-    });
-}
-
-TEST(LogRing, DoesNotGrowWhenAChildOfTheProcessLogsToo)
-{
-    in_child([] {
-        const test_log log;
-        for (int round = 0; round < 5; round++) {
-            EXPECT_EQ(wait_status_of_child([] { write_records(0, 400); }), 0);
-            write_records(0, 100);
-        }
-        EXPECT_LT(log.text().size(), 102400U + 2 * k_record_length);
-        EXPECT_THAT(log.text(), HasSubstr(" | 000099 "));
-    });
-}
-
-TEST(LogRing, KeepsAQuarterOfItsSizeForTheTimeBehindTheStart)
-{
-    in_child([] {
-        const test_log log;
-        write_records(0, 102400 * 3 / 4 / static_cast<int>(k_record_length) + 1);
-        sfw_log_mark_position();
-        write_records(1000, 1600);
-        EXPECT_THAT(log.text(), Not(HasSubstr(" | 000000 "))) << "the ring begins behind the header as before";
-        EXPECT_THAT(log.text(), HasSubstr(" | 001100 "));
-    });
-}
-
-TEST(LogThreads, AChildOfTheProcessCanLogWhateverItsParentIsDoing)
-{
-    in_child([] {
-        const test_log log;
-        std::atomic<bool> is_over{false};
-        std::thread thread([&] {
-            while (!is_over) {
-                log_info("parent");
-            }
-        });
-        for (int i = 0; i < 50; i++) {
-            EXPECT_EQ(wait_status_of_child([] { log_info("child"); }), 0);
-        }
-        is_over = true;
-        thread.join();
-        EXPECT_EQ(wait_status_of_child([] { log_info("last child"); }), 0);
-        EXPECT_THAT(log.text(), HasSubstr(" | last child\n"));
     });
 }
 
