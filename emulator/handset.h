@@ -63,8 +63,8 @@ class handset {
     // Sets the sandbox up; returns when process 1 inside is ready.
     void boot();
 
-    // Ends everything inside; returns when it has ended. Files stay, except those in /tmp, and the handset can be booted
-    // again.
+    // Ends everything inside; returns when it has ended. Files stay, except those in /tmp, and the handset can be
+    // booted again.
     void power_off();
 
     bool is_on() const;
