@@ -12,9 +12,9 @@ int32_t g_usb_activate = 0;
 namespace {
 
 constexpr char k_normal_text[] = "normal mode(with ZEP platform)";
-constexpr char k_simplified_text[] =
-    "simplified mode(only with kernel)"; // told for -u too, keep: logs are read for these two
-constexpr int k_usage_line = 238;        // the number that stations' scripts look for
+// Told for a start with -u as well: those who read the logs know these two texts only, keep.
+constexpr char k_simplified_text[] = "simplified mode(only with kernel)";
+constexpr int k_usage_line = 238; // part of the text, not this file's line
 
 void fill_path(char (&path)[59], const char *directory, const char *ending)
 {

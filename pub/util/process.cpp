@@ -126,16 +126,16 @@ void pub_util_create_pid_file(const char *name)
         (void)log_error(ERR_INVALID_PARAM, "%d", name == nullptr);
         return;
     }
+    const int pid = static_cast<int>(getpid());
     char path[60];
     struct stat info = {};
     (void)snprintf(path, sizeof(path), "/tmp/%s.pid", name);
     if (stat(path, &info) == 0 && S_ISFIFO(info.st_mode)) {
         log_warning("\"%s\" is a pipe: it would hold the start until somebody reads it", path);
-        return;
+    } else {
+        char command[60]; // a longer one is cut
+        (void)snprintf(command, sizeof(command), "echo %d > /tmp/%s.pid", pid, name);
+        (void)pub_util_run_shell(command); // a service without its pid file still serves
     }
-    char command[60]; // a longer one is cut
-    const int pid = static_cast<int>(getpid());
-    (void)snprintf(command, sizeof(command), "echo %d > /tmp/%s.pid", pid, name);
-    (void)pub_util_run_shell(command); // a service without its pid file still serves
     log_info("PID of %s: %d", name, pid);
 }

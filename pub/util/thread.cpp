@@ -58,7 +58,7 @@ void pub_util_admit_kill(pub_util_thread *own_handle)
     sigemptyset(&action.sa_mask);
     if (sigaction(SIGUSR1, &action, nullptr) != 0) {
         (void)log_sys_error("sigaction");
-        return; // the thread cannot be ended then, but neither can it end the process
+        return; // without its handler the signal would end the process: it stays blocked
     }
     pub_util_admit_ending_signals(ending_signals::worker);
 }

@@ -303,8 +303,9 @@ TEST(PidFile, NeverWaitsAtAPipe)
         (void)unlink(pipe.c_str());
         EXPECT_TRUE(g_fake.commands.empty());
         EXPECT_THAT(log.records(),
-                    ElementsAre("func | ", "warning | \"" + pipe +
-                                               "\" is a pipe: it would hold the start until somebody reads it"));
+                    ElementsAre("func | ",
+                                "warning | \"" + pipe + "\" is a pipe: it would hold the start until somebody reads it",
+                                "info | PID of " + name + ": " + std::to_string(getpid())));
     });
 }
 
