@@ -76,6 +76,36 @@ void pub_util_sleep_seconds(uint32_t seconds)
     sleep_for({static_cast<time_t>(seconds), 0});
 }
 
+ssize_t pub_util_read(int fd, void *bytes, size_t count)
+{
+    const signal_window window;
+    ssize_t result = 0;
+    do {
+        result = read(fd, bytes, count);
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+ssize_t pub_util_write(int fd, const void *bytes, size_t count)
+{
+    const signal_window window;
+    ssize_t result = 0;
+    do {
+        result = write(fd, bytes, count);
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+int pub_util_select(int count, fd_set *readable, fd_set *writable, timeval *left)
+{
+    const signal_window window;
+    int result = 0;
+    do {
+        result = select(count, readable, writable, nullptr, left); // an interrupted one leaves the sets alone
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
 void pub_util_park()
 {
     for (;;) {

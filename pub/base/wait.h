@@ -5,7 +5,10 @@
 // nothing is lost between the unblocking and the call, and no handler ever runs inside malloc, stdio or a lock.
 #pragma once
 
+#include <stddef.h>
 #include <stdint.h>
+#include <sys/select.h>
+#include <sys/types.h>
 
 enum class ending_signals {
     none,        // the state of every thread at first: a signal stays pending
@@ -31,6 +34,15 @@ class signal_window {
 // Sleeps the whole time, whatever other signals arrive, unless an admitted one ends the thread. Any thread.
 void pub_util_sleep_ms(uint32_t milliseconds);
 void pub_util_sleep_seconds(uint32_t seconds);
+
+// read(2) and write(2), each one call: the count, or -1 with errno. A plain blocking call, because a tty that hangs up
+// answers a reader that waits inside it otherwise than one that comes later. EINTR is never a result. Any thread.
+[[nodiscard]] ssize_t pub_util_read(int fd, void *bytes, size_t count);
+[[nodiscard]] ssize_t pub_util_write(int fd, const void *bytes, size_t count);
+
+// select(2), as it is, for reading and writing; *left becomes what is left of the time. EINTR is never a result. Any
+// thread.
+[[nodiscard]] int pub_util_select(int count, fd_set *readable, fd_set *writable, timeval *left);
 
 // Never returns and lets nothing in: for a thread that leaves the ending of the process to another.
 [[noreturn]] void pub_util_park();

@@ -2,6 +2,7 @@
 // out of its atomic, by exchange, decides what becomes of the thread.
 #include <errno.h>
 #include <sched.h>
+#include <semaphore.h>
 #include <signal.h>
 #include <time.h>
 #include <unistd.h>
@@ -16,6 +17,29 @@ namespace {
 
 constexpr int k_below_highest_priority = 4;
 
+// What a worker is given; it lies with its creator, who waits until the worker has taken it.
+struct thread_start {
+    void (*m_body)();
+    pub_util_thread *m_handle;
+    sem_t m_is_taken;
+};
+
+void *run_thread(void *argument)
+{
+    auto *start = static_cast<thread_start *>(argument);
+    void (*const body)() = start->m_body;
+    pub_util_admit_kill(start->m_handle);
+    (void)sem_post(&start->m_is_taken);
+    body();
+    return nullptr;
+}
+
+void wait_taken(thread_start *start)
+{
+    while (sem_wait(&start->m_is_taken) != 0) { // interrupted
+    }
+}
+
 // Not a wait in which the caller can be ended: it is used while the process is being released.
 void sleep_10_ms()
 {
@@ -25,6 +49,22 @@ void sleep_10_ms()
 }
 
 } // namespace
+
+int pub_util_start_thread(pub_util_thread *handle, void (*body)())
+{
+    thread_start start = {body, handle, {}};
+    (void)sem_init(&start.m_is_taken, 0, 0); // fails on a count that is too high only
+    pthread_attr_t attributes;
+    (void)pthread_attr_init(&attributes);
+    (void)pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_t thread = 0;
+    const int result = pthread_create(&thread, &attributes, run_thread, &start);
+    (void)pthread_attr_destroy(&attributes);
+    if (result == 0) {
+        wait_taken(&start);
+    }
+    return result; // the semaphore needs no destroying: the worker may be just leaving it
+}
 
 int32_t pub_util_kill_thread(pub_util_thread *handle)
 {

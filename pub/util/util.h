@@ -16,6 +16,10 @@
 // The handle of a worker, shared between the worker, which clears it on its way out, and whoever ends it. 0: none.
 using pub_util_thread = std::atomic<pthread_t>;
 
+// Starts a worker, detached. When this returns 0 the worker has stored its own handle and admitted its end, so it can
+// be ended from then on. Otherwise the error of pthread_create.
+[[nodiscard]] int pub_util_start_thread(pub_util_thread *handle, void (*body)());
+
 // Ends a worker wherever it waits: signals it, gives it 10 ms and clears the handle. A handle of 0, of a thread that no
 // longer exists or of the calling thread is cleared and left alone (0). Otherwise 0 or the error of pthread_kill.
 int32_t pub_util_kill_thread(pub_util_thread *handle);
@@ -24,8 +28,9 @@ int32_t pub_util_kill_thread(pub_util_thread *handle);
 // end this thread already, it waits here for that: a signal must never be sent to a thread that is gone.
 void pub_util_clear_own_thread(pub_util_thread *handle);
 
-// The first step of every worker: stores its own handle (its creator's copy may come too late for a thread that ends at
-// once), installs pub_util_handle_thread_signal for SIGUSR1 and lets it in during waits.
+// The first step of every worker, taken for it by pub_util_start_thread: stores its own handle (its creator's copy may
+// come too late for a thread that ends at once), installs pub_util_handle_thread_signal for SIGUSR1 and lets it in
+// during waits.
 void pub_util_admit_kill(pub_util_thread *own_handle);
 
 // The SIGUSR1 handler of the workers: logs and ends the calling thread.

@@ -1,0 +1,169 @@
+#include "amt/at-local/version.h"
+
+#include <cutils/properties.h>
+#include <stdio.h>
+#include <string.h>
+#include <strings.h>
+
+#include "amt/at-local/at-reply.h"
+#include "amt/core/response.h"
+
+#define LOG_MODULE "amt/amt-handle"
+#include "pub/log/log.h"
+
+namespace {
+
+constexpr uint8_t k_response_id = 46;
+constexpr uint8_t k_type_atom = 19;
+constexpr uint8_t k_version_atom = 18;
+
+// Who knows the version of a module.
+enum class version_source { fixed_text, software, modem };
+
+struct module_row {
+    int32_t m_type;
+    version_source m_source;
+    const char *m_name;
+};
+
+// clang-format off
+constexpr module_row k_modules_a[] = {
+    { 1, version_source::fixed_text, "AMT_PRODUCT_MODULE"},
+    {16, version_source::software,   "AMT_SOFTWARE_MODULE"},
+    {17, version_source::modem,      "AMT_L1_MODULE"},
+    {18, version_source::modem,      "AMT_HLS_MODULE"},
+    {19, version_source::fixed_text, "AMT_PLATFORM_MODULE"},
+    {20, version_source::fixed_text, "AMT_APP_MODULE"},
+    {32, version_source::fixed_text, "AMT_HARDWARE_MODULE"},
+    {64, version_source::fixed_text, "AMT_WHOLE_MODULE"},
+};
+// clang-format on
+
+// 64 characters whatever the handset runs: the station reads nothing out of it but that there is an answer, keep.
+constexpr char k_fixed_text[] = "\rAndroid4.2,2013-01-21"
+                                "\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n"
+                                "\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n";
+static_assert(sizeof(k_fixed_text) - 1 == 64, "the fixed version is 64 characters");
+
+const module_row *find_module(int32_t type)
+{
+    for (const module_row &row : k_modules_a) {
+        if (row.m_type == type) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+bool is_property(const char *key, const char *expected)
+{
+    char value[PROPERTY_VALUE_MAX] = "";
+    (void)property_get(key, value, "null");
+    return strcasecmp(value, expected) == 0;
+}
+
+bool is_makers_own_firmware()
+{
+    return is_property("ro.build.customer", "KORVEN") || is_property("ro.product.manufacturer", "Korven");
+}
+
+int32_t read_makers_version(char (&text)[AMT_VERSION_SIZE])
+{
+    char incremental[PROPERTY_VALUE_MAX] = "";
+    char id[PROPERTY_VALUE_MAX] = "";
+    if (property_get("ro.build.version.incremental", incremental, " ") <= 0) {
+        return log_error(ERR_UNKNOWN, "read ro.build.version.incremental error");
+    }
+    (void)property_get("ro.build.display.kv.id", id, " ");
+    (void)snprintf(text, sizeof(text), "TELO %s(%s)", incremental, id); // cut to fit
+    return ERR_NONE;
+}
+
+int32_t read_display_version(char (&text)[AMT_VERSION_SIZE])
+{
+    if (property_get("ro.build.display.id", text, " ") <= 0) {
+        return log_error(ERR_UNKNOWN, "read ro.build.display.id error");
+    }
+    return ERR_NONE;
+}
+
+int32_t append_version(const module_row &module, amt_buffer *response)
+{
+    if (module.m_source == version_source::fixed_text) {
+        return amt_message_append_bytes(response->m_data_a, k_version_atom, k_fixed_text, sizeof(k_fixed_text) - 1);
+    }
+    char text[AMT_VERSION_SIZE];
+    uint32_t length = 0;
+    const int32_t result = get_ap_sw_version(text, &length);
+    if (result != ERR_NONE) {
+        return log_error(result, "failed to get ap's sw version");
+    }
+    return amt_message_append_bytes(response->m_data_a, k_version_atom, text, length);
+}
+
+} // namespace
+
+int32_t get_ap_sw_version(char *output, uint32_t *length)
+{
+    log_func();
+    if (output == nullptr || length == nullptr) {
+        return log_error(ERR_INVALID_PARAM, "%d, %d", output == nullptr, length == nullptr);
+    }
+    static_assert(AMT_VERSION_SIZE >= PROPERTY_VALUE_MAX, "a property fits the text");
+    char text[AMT_VERSION_SIZE] = "";
+    const int32_t result = is_makers_own_firmware() ? read_makers_version(text) : read_display_version(text);
+    if (result != ERR_NONE) {
+        return result;
+    }
+    log_info("getted sw-module: %s", text);
+    *length = static_cast<uint32_t>(strlen(text));
+    memcpy(output, text, *length);
+    return ERR_NONE;
+}
+
+const char *amt_get_module_name(int32_t type)
+{
+    const module_row *module = find_module(type);
+    return module == nullptr ? "(undefined)" : module->m_name;
+}
+
+int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, amt_buffer *response)
+{
+    log_func();
+    if (channel == 255 || request == nullptr || response == nullptr || request->m_length == 0) {
+        return log_error(ERR_INVALID_PARAM, "%d, %d, %d, %d", channel == 255, request == nullptr, response == nullptr,
+                         request != nullptr && request->m_length == 0);
+    }
+    const auto type = static_cast<int32_t>(amt_message_get_int(request->m_data_a, k_type_atom));
+    log_info("version type: 0x%02x - %s", static_cast<uint32_t>(type), amt_get_module_name(type));
+    const module_row *module = find_module(type);
+    if (module == nullptr) {
+        return log_error(ERR_UNKNOWN, "unknown version type: 0x%02x", static_cast<uint32_t>(type));
+    }
+    if (module->m_source == version_source::modem) {
+        return ERR_NOT_FOUND;
+    }
+    int32_t result = amt_handle_send_pre_rsp_for_pc(AMT_CHANNEL_PC, response);
+    if (result != ERR_NONE) {
+        return result;
+    }
+    amt_handle_begin_rsp(response, k_response_id);
+    (void)amt_message_append_int(response->m_data_a, k_type_atom, static_cast<uint32_t>(type));
+    result = append_version(*module, response);
+    if (result != ERR_NONE) {
+        return result;
+    }
+    amt_handle_append_result(response, 0);
+    return amt_handle_wrap_and_send_rsp(channel, response);
+}
+
+int32_t handle_amt_sw_version_at()
+{
+    log_func();
+    char text[AMT_VERSION_SIZE];
+    uint32_t length = 0;
+    if (get_ap_sw_version(text, &length) != ERR_NONE) {
+        return amt_reply_to_line("\r\n+CME ERROR: 100\r\n");
+    }
+    return amt_reply_to_line("\r\n^DSVER: %.*s\r\n\r\nOK\r\n", static_cast<int>(length), text);
+}

@@ -1,0 +1,252 @@
+// The names of the command ids. They serve the log and the tools only and never decide anything: several ids without a
+// name have handlers, and most names have none.
+#include "amt/core/command-names.h"
+
+#include <stddef.h>
+
+namespace {
+
+struct name_row {
+    uint8_t id;
+    const char *name;
+};
+
+// clang-format off
+constexpr name_row k_names_a[] = {
+    {0x00, "AMT_NONE_CMD"},
+    {0x01, "AMT_READFLASH_CMD"},
+    {0x02, "AMT_READFLASH_RSPCMD"},
+    {0x03, "AMT_WRITEFLASH_CMD"},
+    {0x04, "AMT_WRITEFLASH_RSPCMD"},
+    {0x05, "AMT_WRITEIMEI_CMD"},
+    {0x06, "AMT_WRITEIMEI_RSPCMD"},
+    {0x07, "AMT_READIMEI_CMD"},
+    {0x08, "AMT_READIMEI_RSPCMD"},
+    {0x09, "AMT_READ_BATTERY_CMD"},
+    {0x0A, "AMT_READ_BATTERY_RSPCMD"},
+    {0x0B, "AMT_STARTTX_CMD"},
+    {0x0C, "AMT_STARTTX_RSPCMD"},
+    {0x0D, "AMT_STOPTX_CMD"},
+    {0x0E, "AMT_STOPTX_RSPCMD"},
+    {0x0F, "AMT_CHANGETXPOWER_CMD"},
+    {0x10, "AMT_CHANGETXPOWER_RSPCMD"},
+    {0x11, "AMT_CHANGETXFREQ_CMD"},
+    {0x12, "AMT_CHANGETXFREQ_RSPCMD"},
+    {0x13, "AMT_STARTRX_CMD"},
+    {0x14, "AMT_STARTRX_RSPCMD"},
+    {0x15, "AMT_STOPRX_CMD"},
+    {0x16, "AMT_STOPRX_RSPCMD"},
+    {0x17, "AMT_RXDATA_CMD"},
+    {0x18, "AMT_RXDATA_RSPCMD"},
+    {0x19, "AMT_IQPOWER_CMD"},
+    {0x1A, "AMT_IQPOWER_RSPCMD"},
+    {0x1B, "AMT_CHANGERXFREQ_CMD"},
+    {0x1C, "AMT_CHANGERXFREQ_RSPCMD"},
+    {0x1D, "AMT_SHOWLCD_CMD"},
+    {0x1E, "AMT_SHOWLCD_RSPCMD"},
+    {0x1F, "AMT_AUDIOLOOP_CMD"},
+    {0x20, "AMT_AUDIOLOOP_RSPCMD"},
+    {0x21, "AMT_BELL_CMD"},
+    {0x22, "AMT_BELL_RSPCMD"},
+    {0x23, "AMT_VIBRATION_CMD"},
+    {0x24, "AMT_VIBRATION_RSPCMD"},
+    {0x25, "AMT_BACKLIGHT_CMD"},
+    {0x26, "AMT_BACKLIGHT_RSPCMD"},
+    {0x27, "AMT_CHANGEMODE_CMD"},
+    {0x28, "AMT_CHANGEMODE_RSPCMD"},
+    {0x29, "AMT_KEYBOARD_CMD"},
+    {0x2A, "AMT_KEYBOARD_RSPCMD"},
+    {0x2B, "AMT_KEYVALUE_CMD"},
+    {0x2D, "AMT_VERSION_CMD"},
+    {0x2E, "AMT_VERSION_RSPCMD"},
+    {0x2F, "AMT_READTABLE_MEMORY_CMD"},
+    {0x30, "AMT_READTABLE_MEMORY_RSPCMD"},
+    {0x31, "AMT_WRITETABLE_MEMORY_CMD"},
+    {0x32, "AMT_WRITETABLE_MEMORY_RSPCMD"},
+    {0x33, "AMT_READ_BATTERYADC_CMD"},
+    {0x34, "AMT_READ_BATTERYADC_RSPCMD"},
+    {0x35, "AMT_WRITE_BATTERYADC_CMD"},
+    {0x36, "AMT_WRITE_BATTERYADC_RSPCMD"},
+    {0x37, "AMT_TEMPERATURE_CMD"},
+    {0x38, "AMT_TEMPERATURE_RSPCMD"},
+    {0x39, "AMT_LCDLIGHT_CMD"},
+    {0x3A, "AMT_LCDLIGHT_RSPCMD"},
+    {0x3B, "AMT_READ_RFADC_CMD"},
+    {0x3C, "AMT_READ_RFADC_RSPCMD"},
+    {0x3D, "AMT_READTABLE_FLASH_CMD"},
+    {0x3E, "AMT_READTABLE_FLASH_RSPCMD"},
+    {0x3F, "AMT_WRITETABLE_FLASH_CMD"},
+    {0x40, "AMT_WRITETABLE_FLASH_RSPCMD"},
+    {0x41, "AMT_READ_OUTDATE_CMD"},
+    {0x42, "AMT_READ_OUTDATE_RSPCMD"},
+    {0x43, "AMT_WRITE_OUTDATE_CMD"},
+    {0x44, "AMT_WRITE_OUTDATE_RSPCMD"},
+    {0x45, "AMT_READ_FLUSHDATE_CMD"},
+    {0x46, "AMT_READ_FLUSHDATE_RSPCMD"},
+    {0x47, "AMT_EXIT_CMD"},
+    {0x48, "AMT_EXIT_RSPCMD"},
+    {0x49, "AMT_WRITE_CONTROL_CMD"},
+    {0x4A, "AMT_WRITE_CONTROL_RSPCMD"},
+    {0x4B, "AMT_READ_CONTROL_CMD"},
+    {0x4C, "AMT_READ_CONTROL_RSPCMD"},
+    {0x4D, "AMT_IQSERIAL_CMD"},
+    {0x4E, "AMT_IQSERIAL_RSPCMD"},
+    {0x4F, "AMT_IQCHECK_CMD"},
+    {0x50, "AMT_IQCHECK_RSPCMD"},
+    {0x51, "AMT_WRITE_GAININ_CMD"},
+    {0x52, "AMT_WRITE_GAININ_RSPCMD"},
+    {0x53, "AMT_READ_GAININ_CMD"},
+    {0x54, "AMT_READ_GAININ_RSPCMD"},
+    {0x55, "AMT_READ_BOARD_CMD"},
+    {0x56, "AMT_READ_BOARD_RSPCMD"},
+    {0x57, "AMT_WRITE_BOARD_CMD"},
+    {0x58, "AMT_WRITE_BOARD_RSPCMD"},
+    {0x59, "AMT_READ_TEST_RESULT_CMD"},
+    {0x5A, "AMT_READ_TEST_RESULT_RSPCMD"},
+    {0x5B, "AMT_WRITE_TEST_RESULT_CMD"},
+    {0x5C, "AMT_WRITE_TEST_RESULT_RSPCMD"},
+    {0x5D, "AMT_WRITE_VERSION_CMD"},
+    {0x5E, "AMT_WRITE_VERSION_RSPCMD"},
+    {0x5F, "AMT_WRITE_MIC_PREAMP_CMD"},
+    {0x60, "AMT_WRITE_MIC_PREAMP_RSPCMD"},
+    {0x61, "AMT_READ_MIC_PREAMP_CMD"},
+    {0x62, "AMT_READ_MIC_PREAMP_RSPCMD"},
+    {0x63, "AMT_USIMCHECK_CMD"},
+    {0x64, "AMT_USIMCHECK_RSPCMD"},
+    {0x65, "AMT_REFRESHTABLE_FLASH_CMD"},
+    {0x66, "AMT_REFRESHTABLE_FLASH_RSPCMD"},
+    {0x67, "AMT_GPIO_CMD"},
+    {0x68, "AMT_GPIO_RSPCMD"},
+    {0x69, "AMT_GSM_TRANSPARENT_CONTROL_CMD"},
+    {0x6A, "AMT_GSM_TRANSPARENT_CONTROL_RSPCMD"},
+    {0x6B, "AMT_GSM_READTABLE_FLASH_TO_MEMORY_CMD"},
+    {0x6C, "AMT_GSM_READTABLE_FLASH_TO_MEMORY_RSPCMD"},
+    {0x6D, "AMT_GSM_READTABLE_FLAG_FLASH_CMD"},
+    {0x6E, "AMT_GSM_READTABLE_FLAG_FLASH_RSPCMD"},
+    {0x6F, "AMT_GSM_REFRESHTABLE_MEMORY_TO_FLASH_CMD"},
+    {0x70, "AMT_GSM_REFRESHTABLE_MEMORY_TO_FLASH_RSPCMD"},
+    {0x71, "AMT_GSM_READTABLE_MEMORY_CMD"},
+    {0x72, "AMT_GSM_READTABLE_MEMORY_RSPCMD"},
+    {0x73, "AMT_GSM_WRITETABLE_MEMORY_CMD"},
+    {0x74, "AMT_GSM_WRITETABLE_MEMORY_RSPCMD"},
+    {0x75, "AMT_DIAL_CMD"},
+    {0x76, "AMT_DIAL_RSPCMD"},
+    {0x77, "AMT_HUNGUP_CMD"},
+    {0x78, "AMT_HUNGUP_RSPCMD"},
+    {0x79, "AMT_SWITCH_MODE_CMD"},
+    {0x7A, "AMT_SWITCH_MODE_RSPCMD"},
+    {0x7B, "AMT_WRITE_GAINOUT_CMD"},
+    {0x7C, "AMT_WRITE_GAINOUT_RSPCMD"},
+    {0x7D, "AMT_READ_GAINOUT_CMD"},
+    {0x7E, "AMT_READ_GAINOUT_RSPCMD"},
+    {0x7F, "AMT_WRITE_MIC_GAININ_CMD"},
+    {0x80, "AMT_WRITE_MIC_GAININ_RSPCMD"},
+    {0x81, "AMT_READ_MIC_GAININ_CMD"},
+    {0x82, "AMT_READ_MIC_GAININ_RSPCMD"},
+    {0x83, "AMT_SET_DEFAULT_ACCESS_TECH_CMD"},
+    {0x84, "AMT_SET_DEFAULT_ACCESS_TECH_RSPCMD"},
+    {0x85, "AMT_WRITECARD_CMD"},
+    {0x86, "AMT_WRITECARD_RSPCMD"},
+    {0x87, "AMT_READCARD_CMD"},
+    {0x88, "AMT_READCARD_RSPCMD"},
+    {0x89, "AMT_READCAPABILITY_CARD_CMD"},
+    {0x8A, "AMT_READCAPABILITY_CARD_RSPCMD"},
+    {0x8B, "AMT_CAMERA_PREVIEW_CMD"},
+    {0x8C, "AMT_CAMERA_PREVIEW_RSPCMD"},
+    {0x8D, "AMT_CAMERA_SNAPSHOT_CMD"},
+    {0x8E, "AMT_CAMERA_SNAPSHOT_RSPCMD"},
+    {0x8F, "AMT_CAMERA_SAVE_CMD"},
+    {0x90, "AMT_CAMERA_SAVE_RSPCMD"},
+    {0x91, "AMT_CAMERA_DEL_CMD"},
+    {0x92, "AMT_CAMERA_DEL_RSPCMD"},
+    {0x93, "AMT_SECOND_CAMERA_PREVIEW_CMD"},
+    {0x94, "AMT_SECOND_CAMERA_PREVIEW_RSPCMD"},
+    {0x95, "AMT_NVRESUME_CMD"},
+    {0x96, "AMT_NVRESUME_RSPCMD"},
+    {0x97, "AMT_DSP_TRANSPARENT_CONTROL_CMD"},
+    {0x98, "AMT_DSP_TRANSPARENT_CONTROL_RSPCMD"},
+    {0x99, "AMT_EDGE_READTABLE_FLASH_TO_MEMORY_CMD"},
+    {0x9A, "AMT_EDGE_READTABLE_FLASH_TO_MEMORY_RSPCMD"},
+    {0x9B, "AMT_EDGE_REFRESHTABLE_MEMORY_TO_FLASH_CMD"},
+    {0x9C, "AMT_EDGE_REFRESHTABLE_MEMORY_TO_FLASH_RSPCMD"},
+    {0xAA, "AMT_BLUETOOTH_CMD"},
+    {0xAB, "AMT_BLUETOOTH_RSPCMD"},
+    {0xAC, "AMT_BLUETOOTH_ADDRESS_CMD"},
+    {0xAD, "AMT_BLUETOOTH_ADDRESS_RSPCMD"},
+    {0xAE, "AMT_GPS_CONTROL_CMD"},
+    {0xAF, "AMT_GPS_CONTROL_RSPCMD"},
+    {0xB0, "AMT_GPS_TEST_CMD"},
+    {0xB1, "AMT_GPS_TEST_RSPCMD"},
+    {0xB2, "AMT_GPS_READ_RESULT_CMD"},
+    {0xB3, "AMT_GPS_READ_RESULT_RSPCMD"},
+    {0xB4, "AMT_CAMERA_CONTROL_CMD"},
+    {0xB5, "AMT_CAMERA_CONTROL_RSPCMD"},
+    {0xB9, "AMT_WIFI_TEST_CMD"},
+    {0xBA, "AMT_WIFI_TEST_RSPCMD"},
+    {0xBB, "AMT_WIFI_RTX_TEST_CMD"},
+    {0xBC, "AMT_WIFI_RTX_TEST_RSPCMD"},
+    {0xC1, "AMT_BOARD_PCBA_CTRL_CMD"},
+    {0xC2, "AMT_BOARD_PCBA_CTRL_RSPCMD"},
+    {0xC3, "AMT_NORMAL_TO_AMT_CMD"},
+    {0xC4, "AMT_NORMAL_TO_AMT_RSPCMD"},
+    {0xC5, "AMT_NORMAL_TO_AMT_SUPPORT_CMD"},
+    {0xC6, "AMT_NORMAL_TO_AMT_SUPPORT_RSPCMD"},
+    {0xC9, "CELL_SWITCH_MODE_CMD"},
+    {0xCA, "CELL_SWITCH_MODE_RSPCMD"},
+    {0xCC, "CELL_RECIEVE_RSPDATA"},
+    {0xCD, "CELL_READ_VERSION_CMD"},
+    {0xCE, "CELL_READ_VERSION_RSPCMD"},
+    {0xCF, "CELL_READ_IDEN_CMD"},
+    {0xD0, "CELL_READ_IDEN_RSPCMD"},
+    {0xD1, "CELL_SET_EXCEPTIONAL_RESET_CMD"},
+    {0xD2, "CELL_SET_EXCEPTIONAL_RESET_RSPCMD"},
+    {0xD3, "CELL_QUERY_EXCEPTIONAL_RESET_CMD"},
+    {0xD4, "CELL_QUERY_EXCEPTIONAL_RESET_RSPCMD"},
+    {0xD5, "CELL_CAMP_ON_CELL_CONTROL_CMD"},
+    {0xD6, "CELL_CAMP_ON_CELL_CONTROL_RSPCMD"},
+    {0xDB, "AMT_DAMT1_CMD"},
+    {0xDC, "AMT_DAMT1_RSPCMD"},
+    {0xDD, "AMT_DSP_TRANSPARENT_CONTROL_INDCMD"},
+    {0xEE, "AMT_READ_DEV_INFO_CMD"},
+    {0xEF, "AMT_READ_DEV_INFO_RSPCMD"},
+    {0xF0, "AMT_ENTER_IDLE_CMD"},
+    {0xF1, "AMT_ENTER_IDLE_RSPCMD"},
+};
+// clang-format on
+
+struct name_table {
+    const char *m_names_a[256];
+};
+
+constexpr name_table index_by_id()
+{
+    name_table table = {};
+    for (const char *&name : table.m_names_a) {
+        name = "(undefined)";
+    }
+    for (const name_row &row : k_names_a) {
+        table.m_names_a[row.id] = row.name;
+    }
+    return table;
+}
+
+constexpr bool ids_ascend()
+{
+    for (size_t i = 1; i < sizeof(k_names_a) / sizeof(k_names_a[0]); i++) {
+        if (k_names_a[i - 1].id >= k_names_a[i].id) {
+            return false;
+        }
+    }
+    return true;
+}
+
+constexpr name_table k_names = index_by_id();
+static_assert(ids_ascend(), "a command id has one name, and its place in the table");
+static_assert(sizeof(k_names_a) / sizeof(k_names_a[0]) == 198, "58 ids have no name");
+
+} // namespace
+
+const char *amt_get_command_name(uint8_t id)
+{
+    return k_names.m_names_a[id];
+}

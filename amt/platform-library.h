@@ -1,0 +1,12 @@
+// The maker's misc library, one per chip: which one it is, and the services that it gives. It is loaded for each call
+// and unloaded behind it. Any thread.
+#pragma once
+
+#include <stdint.h>
+
+// Chooses the libraries by the chip of the handset. Once, before any of the services is called.
+void decide_platform_lib_name();
+
+// Sets how the cable charges the handset; `type` is 0 or more. ERR_INVALID_PARAM for a negative type, ERR_C_FUNCTION
+// when the library or its entry is missing, else what the library returned: 0 for success.
+int32_t amt_usb_charge_ctrl(int32_t type);
