@@ -1,6 +1,14 @@
 #include "amt/channels/release.h"
 
+#include <stdlib.h>
+
 #include <atomic>
+#include <initializer_list>
+
+#include "amt/channels/timers.h"
+#include "amt/core/context.h"
+#include "pub/base/wait.h"
+#include "pub/log/log_client.h"
 
 #define LOG_MODULE "amt/amt-handle"
 #include "pub/log/log.h"
@@ -8,6 +16,17 @@
 namespace {
 
 std::atomic<int32_t> g_is_deinitialised{0};
+
+void end_workers()
+{
+    handle_context &context = handle_context_st;
+    for (pub_util_thread *worker :
+         {&context.m_thread_modem, &context.m_thread_pc, &context.m_thread_usb, &context.m_thread_app}) {
+        if (worker->load() != 0) {
+            (void)pub_util_kill_thread(worker); // one that could not be ended does not keep the rest from its release
+        }
+    }
+}
 
 } // namespace
 
@@ -19,5 +38,23 @@ bool amt_handle_claim_deinit()
 int32_t amt_handle_deinit()
 {
     log_func();
-    return ERR_NONE;
+    end_workers();
+    const int32_t result = pub_pty_close(&handle_context_st.m_pty);
+    amt_channel_close(&handle_context_st.m_fd_pc);
+    amt_channel_close(&handle_context_st.m_fd_at);
+    amt_channel_close(&handle_context_st.m_fd_modem);
+    deleteTimer(&g_usbEnumTimer);
+    deleteTimer(&g_handShakeTimer);
+    return result;
+}
+
+void amt_handle_end_service(pub_util_thread *own_handle)
+{
+    pub_util_clear_own_thread(own_handle);
+    if (!amt_handle_claim_deinit()) {
+        pub_util_park();
+    }
+    (void)amt_handle_deinit();
+    sfw_log_stop(nullptr);
+    exit(0); // NOLINT(concurrency-mt-unsafe): the only thread that ends the process
 }

@@ -4,9 +4,16 @@
 
 #include <stdint.h>
 
+#include "pub/util/util.h"
+
 // Sets the de-initialised flag. True for the one caller who set it: that thread releases and ends the process, every
 // other one leaves the ending to it. Any thread.
 [[nodiscard]] bool amt_handle_claim_deinit();
 
-// Releases everything. Only for the thread that has claimed it.
+// Releases everything: ends the threads, closes the channels, deletes the timers. Returns the result of closing the
+// pseudo-terminal. Only for the thread that has claimed it, whose own handle is cleared.
 int32_t amt_handle_deinit();
+
+// The end of a worker that ends the service: clears its own handle, releases, stops the log and exits with status 0,
+// unless another thread is doing all this already.
+[[noreturn]] void amt_handle_end_service(pub_util_thread *own_handle);
