@@ -1,0 +1,103 @@
+// A model of the cellular modem behind one of its ttys, the data tty or the AT port: it answers AT lines by rules (see
+// modem_rules.h) and AMT messages in the station's envelope with a result. It can be told to be silent, slow, to answer
+// in pieces or to refuse, and it can hang up and come back. A thread of its own serves the tty; all functions may be
+// called on any thread.
+//
+//     emulator::modem modem(handset.open_tty("/dev/ttyUSB0"));
+//     station.write("AT+CSQ\r");
+//     modem.wait_received("AT+CSQ\r");
+
+#pragma once
+
+#include "emulator/deadline.h"
+#include "emulator/descriptor.h"
+#include "emulator/modem_rules.h"
+#include "emulator/tty.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace emulator {
+
+// How a modem answers; none of it holds for what say() says.
+struct modem_control {
+    bool silent = false;      // takes everything and answers nothing
+    bool refuse = false;      // answers everything with k_modem_refusal
+    std::uint32_t result = 0; // what the answers to AMT messages carry
+    int delay_ms = 0;         // before an answer, and between its pieces
+    std::size_t split = 0;    // bytes of a piece, each a write of its own; 0: an answer is one piece
+};
+
+class modem {
+  public:
+    // Throws std::runtime_error when the rules cannot be read.
+    explicit modem(tty port, std::string_view rules = k_modem_rules);
+
+    // Hangs up.
+    ~modem();
+    modem(const modem &) = delete;
+    modem &operator=(const modem &) = delete;
+
+    // From now on; control({}) restores the default. Answers that are already on their way are not changed.
+    void control(const modem_control &how);
+
+    // All bytes that have arrived, from every tty that it has served. When a request is among them, its answer has
+    // been decided on.
+    std::string received() const;
+    void clear_received();
+
+    // Blocks until the bytes are among those received; throws std::runtime_error, quoting these, past the deadline.
+    void wait_received(std::string_view bytes, deadline limit = k_default_wait) const;
+
+    // Says something of its own accord, in one piece and at once, even between the pieces of a slow answer. Lost while
+    // it has hung up.
+    void say(std::string_view bytes);
+
+    // Closes the tty, see tty::hang_up; what had not been said or answered is lost. It is closed when this returns.
+    void hang_up();
+
+    // Serves another tty from now on; one that it still serves hangs up.
+    void come_back(tty port);
+
+  private:
+    using clock = std::chrono::steady_clock;
+
+    void serve();
+    void take_next_port();
+    int wait_ms(bool nobody_there) const;
+    bool listen();
+    void hear(std::string_view bytes);
+    std::optional<std::string> take_request();
+    std::optional<std::string> take_frame();
+    std::optional<std::string> take_line();
+    std::string answer_to(const std::string &request) const;
+    void answer(std::string_view bytes);
+    void speak();
+    void wake() const;
+
+    const std::vector<modem_rule> m_rules;
+    const descriptor m_wake; // an eventfd: something below has changed
+
+    mutable std::mutex m_mutex; // guards everything below
+    mutable std::condition_variable m_changed;
+    modem_control m_control;
+    tty m_port;                // used by the thread alone
+    std::optional<tty> m_next; // the port to serve next; one without a descriptor hangs up
+    std::string m_received;
+    std::string m_unread;                                   // arrived, not a whole request yet
+    std::multimap<clock::time_point, std::string> m_unsaid; // pieces by when they are due
+    clock::time_point m_answered{};                         // when the last piece of the last answer is due
+    bool m_stuck = false;                                   // the port took no more of what is due
+    bool m_stop = false;
+    std::thread m_thread;
+};
+
+} // namespace emulator

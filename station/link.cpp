@@ -1,0 +1,111 @@
+// The station's end of the link, see link.h.
+
+#include "station/link.h"
+
+#include "station/text.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <system_error>
+
+namespace station {
+
+using clock = std::chrono::steady_clock;
+
+// Room on the far side of a tty is not always announced, so it is looked for in turns.
+constexpr int k_look_ms = 5;
+
+// For poll(2): rounded up, and 0 only when the end has passed.
+static int left_ms(clock::time_point end)
+{
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock::now()).count();
+    return static_cast<int>(std::clamp<decltype(left)>(left, 0, 1'000'000'000));
+}
+
+[[noreturn]] static void fail(const std::string &what, int error)
+{
+    throw std::runtime_error(what + ": " + std::generic_category().message(error) +
+                             "; see whether the handset is still connected and its service runs");
+}
+
+void link::send_raw(std::string_view bytes) const
+{
+    const clock::time_point end = clock::now() + k_default_wait;
+    while (!bytes.empty()) {
+        const ssize_t count = write(m_tty, bytes.data(), bytes.size());
+        const int error = errno;
+        if (count == static_cast<ssize_t>(bytes.size())) {
+            return;
+        }
+        if (count > 0) {
+            throw std::runtime_error("the tty took only " + std::to_string(count) + " of the request's " +
+                                     std::to_string(bytes.size()) +
+                                     " bytes: the handset would take the rest for another request, so send it anew");
+        }
+        if (count < 0 && error != EAGAIN && error != EINTR) {
+            fail("cannot send a request", error);
+        }
+        const int wait_ms = left_ms(end);
+        if (wait_ms == 0) {
+            throw timeout("the tty takes no request: see whether the handset's service still reads it");
+        }
+        pollfd ready = {m_tty, POLLOUT, 0};
+        (void)poll(&ready, 1, std::min(wait_ms, k_look_ms));
+    }
+}
+
+void link::send_line(std::string_view text) const
+{
+    std::string line(text);
+    if (line.find('\r') == std::string::npos) {
+        line += '\r';
+    }
+    send_raw(line);
+}
+
+void link::send(const message &request) const
+{
+    send_raw(request.envelope());
+}
+
+// Adds what comes within the time, if anything does.
+void link::fill(int wait_ms)
+{
+    pollfd ready = {m_tty, POLLIN, 0};
+    if (poll(&ready, 1, wait_ms) <= 0) {
+        return;
+    }
+    char bytes[4096];
+    const ssize_t count = read(m_tty, bytes, sizeof(bytes));
+    if (count > 0) {
+        m_stream.add({bytes, static_cast<std::size_t>(count)});
+    } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
+        const int error = count == 0 ? EIO : errno; // a tty that has hung up ends either way
+        fail("no more answers can be received, and of the next one only " + quoted(m_stream.unfinished()) + " came",
+             error);
+    }
+}
+
+answer link::receive(std::chrono::milliseconds limit)
+{
+    const clock::time_point end = clock::now() + limit;
+    std::optional<answer> next = m_stream.next();
+    for (bool in_time = true; !next && in_time; next = m_stream.next()) {
+        const int wait_ms = left_ms(end);
+        fill(wait_ms);
+        in_time = wait_ms > 0;
+    }
+    if (next) {
+        return *std::move(next);
+    }
+    const std::string &rest = m_stream.unfinished();
+    throw timeout("no whole answer within " + std::to_string(limit.count()) + " ms, " +
+                  (rest.empty() ? "nothing came" : "only " + quoted(rest)) +
+                  ": see whether the handset is in test mode and knows the request");
+}
+
+} // namespace station
