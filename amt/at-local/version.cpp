@@ -75,8 +75,8 @@ int32_t read_makers_version(char (&text)[AMT_VERSION_SIZE])
         return log_error(ERR_UNKNOWN, "read ro.build.version.incremental error");
     }
     (void)property_get("ro.build.display.kv.id", id, " ");
-    (void)snprintf(text, sizeof(text), "TELO %s(%s)", incremental, id); // cut to fit
-    return ERR_NONE;
+    const int length = snprintf(text, sizeof(text), "TELO %s(%s)", incremental, id); // a longer one is cut
+    return length < 0 ? ERR_UNKNOWN : ERR_NONE;
 }
 
 int32_t read_display_version(char (&text)[AMT_VERSION_SIZE])

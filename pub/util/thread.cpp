@@ -16,6 +16,10 @@
 namespace {
 
 constexpr int k_below_highest_priority = 4;
+constexpr int k_grace_periods = 50; // of 10 ms
+
+// Counts the workers that have been ended: behind the count they touch nothing that is shared any more.
+std::atomic<uint32_t> g_ended_workers{0};
 
 // What a worker is given; it lies with its creator, who waits until the worker has taken it.
 struct thread_start {
@@ -48,6 +52,16 @@ void sleep_10_ms()
     }
 }
 
+// A worker ends in its next wait, mostly the one it is in. One that is busy for longer than this is left to itself: it
+// may be in a library that never comes back.
+void wait_ended(uint32_t ended_before)
+{
+    sleep_10_ms();
+    for (int i = 1; i < k_grace_periods && g_ended_workers == ended_before; i++) {
+        sleep_10_ms();
+    }
+}
+
 } // namespace
 
 int pub_util_start_thread(pub_util_thread *handle, void (*body)())
@@ -73,12 +87,13 @@ int32_t pub_util_kill_thread(pub_util_thread *handle)
     if (thread == 0 || pthread_equal(thread, pthread_self()) != 0 || pthread_kill(thread, 0) == ESRCH) {
         return ERR_NONE;
     }
+    const uint32_t ended_before = g_ended_workers;
     const int result = pthread_kill(thread, SIGUSR1);
     if (result != 0) {
         handle->store(thread);
         return log_error(result, "pthread_kill(): %d - %s", result, error_text(result).c_str());
     }
-    sleep_10_ms();
+    wait_ended(ended_before);
     return ERR_NONE;
 }
 
@@ -111,6 +126,7 @@ void pub_util_handle_thread_signal(int signal_number)
         return;
     }
     log_info("thread %d will be end", static_cast<int>(gettid()));
+    g_ended_workers++;
     pthread_exit(nullptr);
 }
 

@@ -20,8 +20,9 @@ using pub_util_thread = std::atomic<pthread_t>;
 // be ended from then on. Otherwise the error of pthread_create.
 [[nodiscard]] int pub_util_start_thread(pub_util_thread *handle, void (*body)());
 
-// Ends a worker wherever it waits: signals it, gives it 10 ms and clears the handle. A handle of 0, of a thread that no
-// longer exists or of the calling thread is cleared and left alone (0). Otherwise 0 or the error of pthread_kill.
+// Ends a worker wherever it waits: signals it, gives it 10 ms, or up to half a second when it is busy, and clears the
+// handle. A handle of 0, of a thread that no longer exists or of the calling thread is cleared and left alone (0).
+// Otherwise 0 or the error of pthread_kill.
 int32_t pub_util_kill_thread(pub_util_thread *handle);
 
 // A worker's last step before it returns or ends the process, once it has admitted its end. When somebody is about to

@@ -27,7 +27,10 @@ TEST_F(Ending, BySigtermOrSigusr2ReleasesAndLeavesWithStatus0)
         EXPECT_EQ(service.wait(), emulator::exited(0)) << row.name;
         std::vector<emulator::log_record> records = m_handset.log_records();
         records.erase(records.begin(), records.begin() + static_cast<long>(before));
-        EXPECT_THAT(entered(records), ElementsAre("signal_treatment", "amt_deinit_resource", "amt_handle_deinit"));
+        EXPECT_THAT(entered(records),
+                    ElementsAre("signal_treatment", "amt_deinit_resource", "amt_handle_deinit", "pub_util_kill_thread",
+                                "pub_util_handle_thread_signal", "pub_pty_close", "pub_pty_delete_mapping",
+                                "deleteTimer", "deleteTimer"));
         EXPECT_THAT(told(records), Contains(std::string("info | receive signal: ") + row.name));
         EXPECT_THAT(m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
         EXPECT_THAT(service.out(), HasSubstr("init over result=0\"\n")) << "the console lines are not lost";
@@ -85,7 +88,7 @@ TEST_F(HeldStart, KeepsASignalForTheMomentWhenItCanEndCleanly)
 
 TEST_F(HeldStart, GivesTheCodeOfAFailingStepInSpiteOfASignal)
 {
-    m_handset.files.remove("/system/etc/kv-zep-amt.cfg");
+    m_handset.files.remove(k_config_path);
     const emulator::process service = start_held();
     EXPECT_TRUE(service.signal(SIGTERM));
     go_on();

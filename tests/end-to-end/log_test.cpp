@@ -8,6 +8,7 @@ using ::testing::Contains;
 using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 using Log = service_handset;
 
@@ -93,7 +94,7 @@ TEST_F(Log, NeverGrowsPastItsLimitAndKeepsItsHeader)
     for (int i = 0; i < 3000; i++) {
         config += "kv.tty.pc = /dev/tty" + std::to_string(i) + "\n";
     }
-    m_handset.files.write("/system/etc/kv-zep-amt.cfg", config);
+    m_handset.files.write(k_config_path, config + k_config);
     const emulator::process service = start_up();
     const std::string at_start = m_handset.files.read(emulator::k_service_log);
     EXPECT_LE(at_start.size(), 102400U + 1023U);
@@ -101,8 +102,9 @@ TEST_F(Log, NeverGrowsPastItsLimitAndKeepsItsHeader)
     EXPECT_THAT(at_start,
                 ContainsRegex("^[0-9]{4}-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]:[0-9]{3}\n\n={92}\n"));
     const std::vector<std::string> records = told(m_handset.log_records());
-    EXPECT_EQ(records[records.size() - 2], "info | [cfg]kv.tty.pc = /dev/tty2999");
-    EXPECT_EQ(records.back(), "func | ") << "amt_handle_init, the newest";
+    EXPECT_THAT(records, Contains("info | [cfg]kv.tty.pc = /dev/tty2999")) << "the newest stay";
+    EXPECT_THAT(records, Contains("info | [cfg]kv.tty.at.mux = /dev/ttyAT"));
+    EXPECT_THAT(records, Not(Contains("info | [cfg]kv.tty.pc = /dev/tty0"))) << "the oldest have gone";
     (void)end(service);
     EXPECT_THAT(m_handset.files.read(emulator::k_service_log), HasSubstr(k_footer));
 }

@@ -6,14 +6,21 @@
 #include <signal.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "emulator/handset.h"
+#include "emulator/modem.h"
 
 constexpr char k_log_folder[] = "/data/local/log/kv-zep-amt-log";
 constexpr char k_simplified_service[] = "/data/local/tmp/kv-zep-amt";
 constexpr char k_simplified_log[] = "/data/local/tmp/kv-zep-amt-log/kv-zep-amt.log";
+constexpr char k_config_path[] = "/system/etc/kv-zep-amt.cfg";
+constexpr char k_config[] = "kv.tty.pc = /dev/ttyGS0\n"
+                            "kv.tty.app = /dev/ttyAMT\n"
+                            "kv.tty.modem = /dev/ttyMODEM\n"
+                            "kv.tty.at.mux = /dev/ttyAT\n";
 constexpr char k_footer[] =
     "\n========================================= log  end =========================================\n";
 
@@ -44,15 +51,19 @@ class service_handset : public testing::Test {
     service_handset()
         : m_handset(options())
     {
-        m_handset.files.write("/system/etc/kv-zep-amt.cfg", "kv.tty.pc = /dev/ttyGS0\n");
+        m_handset.files.write(k_config_path, k_config);
         m_handset.boot();
+        m_station = m_handset.open_tty("/dev/ttyGS0");
+        m_modem = m_handset.open_tty("/dev/ttyMODEM");
+        m_at.emplace(m_handset.open_tty("/dev/ttyAT"));
     }
 
-    // Starts the service and waits until its start is over: the main thread waits, and lets in the signals that end it.
+    // Starts the service and waits until its start is over: there are workers, and the main thread waits and lets in
+    // the signals that end it.
     emulator::process start_up(const emulator::program &program = emulator::service())
     {
         emulator::process service = m_handset.start(program);
-        emulator::wait_until("the service to wait", [&] { return !service.running() || is_waiting(service.pid()); });
+        emulator::wait_until("the service to wait", [&] { return !service.running() || is_started(service.pid()); });
         EXPECT_TRUE(service.running()) << service.out() << service.err();
         return service;
     }
@@ -61,7 +72,7 @@ class service_handset : public testing::Test {
     static std::string end(const emulator::process &service)
     {
         EXPECT_TRUE(service.signal(SIGTERM));
-        EXPECT_EQ(service.wait(), emulator::exited(0));
+        EXPECT_EQ(service.wait(), emulator::exited(0)) << service.err();
         return service.out();
     }
 
@@ -84,20 +95,31 @@ class service_handset : public testing::Test {
     void install_simplified()
     {
         m_handset.files.install(m_handset.files.host_path(emulator::k_service_path), k_simplified_service);
-        m_handset.files.write("/data/local/tmp/kv-zep-amt.cfg", "kv.tty.pc = /dev/ttyUSB0\n");
+        m_handset.files.write("/data/local/tmp/kv-zep-amt.cfg", k_config);
     }
 
     emulator::handset m_handset;
+    emulator::tty m_station;             // the far end of the station's serial tty
+    emulator::tty m_modem;               // the far end of the modem's data tty
+    std::optional<emulator::modem> m_at; // behind the modem's AT port
 
   private:
-    // Whether SIGTERM is handled and let in just now.
-    bool is_waiting(pid_t pid) const
+#if defined(__SANITIZE_THREAD__)
+    static constexpr unsigned long k_threads_alone = 2; // the sanitizer has one of its own
+#else
+    static constexpr unsigned long k_threads_alone = 1;
+#endif
+
+    // Whether there are workers, and SIGTERM is handled and let in just now. Between starting the first worker and its
+    // final wait the main thread lets nothing in.
+    bool is_started(pid_t pid) const
     {
         const std::string status = m_handset.files.read("/proc/" + std::to_string(pid) + "/status");
         const auto has_sigterm = [&status](const std::string &set) {
             return ((std::stoul(status.substr(status.find(set) + set.size()), nullptr, 16) >> (SIGTERM - 1)) & 1) != 0;
         };
-        return has_sigterm("SigCgt:") && !has_sigterm("SigBlk:");
+        const unsigned long threads = std::stoul(status.substr(status.find("Threads:") + 8));
+        return threads > k_threads_alone && has_sigterm("SigCgt:") && !has_sigterm("SigBlk:");
     }
 
     static emulator::handset_options options()

@@ -1,6 +1,8 @@
 // The three ways to start the service, what each tells, and what keeps it from starting.
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #include "tests/end-to-end/service_handset.h"
 
 namespace {
@@ -30,13 +32,17 @@ TEST_F(Start, AtBootTellsItsNormalModeOnTheConsole)
 TEST_F(Start, AtBootLogsItsStepsInOrder)
 {
     const emulator::process service = start_up();
-    const std::vector<emulator::log_record> records = m_handset.log_records();
+    std::vector<emulator::log_record> records = m_handset.log_records();
+    const auto is_init = [](const emulator::log_record &record) { return record.function == "amt_handle_init"; };
+    records.erase(std::find_if(records.begin(), records.end(), is_init) + 1, records.end());
     EXPECT_THAT(told(records),
                 ElementsAre("info | \n    kv-zep-amt\n    version: 001.001\n    build: Dec 15 2025 21:34:37", "func | ",
                             "info | PID of kv-zep-amt: " + std::to_string(service.pid()),
                             "info | run under normal mode(with ZEP platform)",
                             "info | config file[/system/etc/kv-zep-amt.cfg], pid file[/tmp/kv-zep-amt.pid]", "func | ",
-                            "func | ", "func | ", "info | [cfg]kv.tty.pc = /dev/ttyGS0", "func | "));
+                            "func | ", "func | ", "info | [cfg]kv.tty.pc = /dev/ttyGS0",
+                            "info | [cfg]kv.tty.app = /dev/ttyAMT", "info | [cfg]kv.tty.modem = /dev/ttyMODEM",
+                            "info | [cfg]kv.tty.at.mux = /dev/ttyAT", "func | "));
     EXPECT_THAT(entered(records), ElementsAre("pub_util_create_pid_file", "pub_util_raise_process_priority",
                                               "amt_cfg_init", "parse_amt_cfg", "amt_handle_init"));
     for (const emulator::log_record &record : records) {
@@ -60,7 +66,7 @@ TEST_F(Start, FromElsewhereIsSimplifiedWithItsFilesBesideTheExecutable)
     EXPECT_THAT(records, Contains("info | run under simplified mode(only with kernel)"));
     EXPECT_THAT(records, Contains("info | config file[/data/local/tmp/kv-zep-amt.cfg], pid "
                                   "file[/data/local/tmp/kv-zep-amt.pid]"));
-    EXPECT_THAT(records, Contains("info | [cfg]kv.tty.pc = /dev/ttyUSB0"));
+    EXPECT_THAT(records, Contains("info | [cfg]kv.tty.pc = /dev/ttyGS0"));
     EXPECT_EQ(m_handset.files.read(k_pid_file), std::to_string(service.pid()) + "\n") << "written where it always is";
     EXPECT_FALSE(m_handset.files.exists("/data/local/tmp/kv-zep-amt.pid"));
     EXPECT_FALSE(m_handset.files.exists(k_log_folder));
@@ -209,14 +215,14 @@ TEST_F(Start, IsNotHeldUpByAPipeInPlaceOfThePidFile)
 
 TEST_F(Start, EndsWithTheCodeOfAMissingConfiguration)
 {
-    m_handset.files.remove("/system/etc/kv-zep-amt.cfg");
+    m_handset.files.remove(k_config_path);
     const std::string output = output_of(emulator::service(), emulator::exited(256 - 118));
     EXPECT_THAT(output, HasSubstr("[kv-zep-amt]config over result=-118\n"));
     EXPECT_THAT(output, Not(HasSubstr("init over")));
     const std::vector<emulator::log_record> records = m_handset.log_records();
-    EXPECT_THAT(entered(records),
-                ElementsAre("pub_util_create_pid_file", "pub_util_raise_process_priority", "amt_cfg_init",
-                            "parse_amt_cfg", "amt_deinit_resource", "amt_handle_deinit"));
+    EXPECT_THAT(entered(records), ElementsAre("pub_util_create_pid_file", "pub_util_raise_process_priority",
+                                              "amt_cfg_init", "parse_amt_cfg", "amt_deinit_resource",
+                                              "amt_handle_deinit", "pub_pty_close", "deleteTimer", "deleteTimer"));
     EXPECT_THAT(told(records), Contains("sys error | fopen: 2 - No such file or directory"));
     EXPECT_THAT(told(records), Contains("error | -118 - Call C function unsuccessfully | fail to open file: "
                                         "/system/etc/kv-zep-amt.cfg"));
@@ -226,15 +232,17 @@ TEST_F(Start, EndsWithTheCodeOfAMissingConfiguration)
 
 TEST_F(Start, TakesAFolderForAnEmptyConfiguration)
 {
-    m_handset.files.remove("/system/etc/kv-zep-amt.cfg");
-    m_handset.files.make_folder("/system/etc/kv-zep-amt.cfg");
-    EXPECT_THAT(end(start_up()), HasSubstr("[kv-zep-amt]config over result=0\n"));
+    m_handset.files.remove(k_config_path);
+    m_handset.files.make_folder(k_config_path);
+    const std::string output = output_of(emulator::service(), emulator::exited(256 - 101));
+    EXPECT_THAT(output, HasSubstr("[kv-zep-amt]config over result=0\n"));
+    EXPECT_THAT(output, HasSubstr("[kv-zep-amt]init over result=-101\"\n")) << "the application has no path";
 }
 
 TEST_F(Start, RefusesAPipeAsConfigurationInsteadOfWaitingForIt)
 {
-    m_handset.files.remove("/system/etc/kv-zep-amt.cfg");
-    ASSERT_EQ(mkfifo(m_handset.files.host_path("/system/etc/kv-zep-amt.cfg").c_str(), 0600), 0);
+    m_handset.files.remove(k_config_path);
+    ASSERT_EQ(mkfifo(m_handset.files.host_path(k_config_path).c_str(), 0600), 0);
     EXPECT_THAT(output_of(emulator::service(), emulator::exited(138)), HasSubstr("config over result=-118\n"));
 }
 

@@ -1,14 +1,24 @@
 #include "amt/channels/release.h"
 
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <string.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <thread>
 #include <vector>
 
+#include "amt/core/context.h"
+#include "pub/log/errors.h"
 #include "tests/support/in_child.h"
+#include "tests/support/test_log.h"
 
 namespace {
+
+using ::testing::HasSubstr;
 
 TEST(Release, IsClaimedByExactlyOneThread)
 {
@@ -24,6 +34,93 @@ TEST(Release, IsClaimedByExactlyOneThread)
         EXPECT_EQ(claims, 1);
         EXPECT_FALSE(amt_handle_claim_deinit());
     });
+}
+
+bool is_open(int fd)
+{
+    return fcntl(fd, F_GETFD) >= 0;
+}
+
+TEST(Release, ClosesEveryChannelThatIsOpen)
+{
+    in_child([] {
+        amt_context_clear();
+        std::vector<int> fds;
+        for (amt_channel_fd *channel :
+             {&handle_context_st.m_fd_pc, &handle_context_st.m_fd_at, &handle_context_st.m_fd_modem}) {
+            fds.push_back(open("/dev/null", O_RDWR));
+            channel->store(fds.back());
+        }
+        EXPECT_EQ(amt_handle_deinit(), -1) << "there is no pseudo-terminal to close";
+        for (const int fd : fds) {
+            EXPECT_FALSE(is_open(fd));
+        }
+        EXPECT_EQ(handle_context_st.m_fd_pc, 0);
+        EXPECT_EQ(handle_context_st.m_fd_at, 0);
+        EXPECT_EQ(handle_context_st.m_fd_modem, 0);
+    });
+}
+
+TEST(Release, LeavesChannelsAloneThatAreNotOpen)
+{
+    in_child([] {
+        amt_context_clear();
+        handle_context_st.m_fd_modem = AMT_CHANNEL_OPENING;
+        EXPECT_TRUE(is_open(STDIN_FILENO));
+        EXPECT_EQ(amt_handle_deinit(), -1);
+        EXPECT_EQ(amt_handle_deinit(), -1) << "and can be repeated";
+        EXPECT_TRUE(is_open(STDIN_FILENO)) << "descriptor 0 is nobody's channel";
+    });
+}
+
+TEST(Release, ClosesThePseudoTerminal)
+{
+    in_child([] {
+        const temp_folder folder;
+        amt_context_clear();
+        pub_pty &pty = handle_context_st.m_pty;
+        strcpy(pty.m_pts_mapping_name_a, "/tmp/none");
+        pty.m_ptm_fd = open("/dev/null", O_RDWR);
+        const int fd = pty.m_ptm_fd;
+        EXPECT_EQ(amt_handle_deinit(), ERR_NONE);
+        EXPECT_FALSE(is_open(fd));
+        EXPECT_EQ(pty.m_ptm_fd, -1);
+    });
+}
+
+pub_util_thread g_workers_a[4];
+
+void end_service(pub_util_thread *own_handle)
+{
+    pub_util_admit_kill(own_handle);
+    amt_handle_end_service(own_handle);
+}
+
+TEST(Release, ByManyWorkersAtOnceEndsTheProcessOnceWithStatus0)
+{
+    const temp_folder folder;
+    EXPECT_EQ(wait_status_of_child([&folder] {
+                  (void)sfw_log_set_directory(folder.path().c_str());
+                  (void)sfw_log_start(SFW_LOG_DEFAULT_OBJECT, "test");
+                  amt_context_clear();
+                  std::vector<std::thread> threads;
+                  for (pub_util_thread &worker : g_workers_a) {
+                      threads.emplace_back([&worker] { end_service(&worker); });
+                  }
+                  threads[0].join(); // none comes back: the process ends, or its thread waits for that
+                  _exit(1);
+              }),
+              0);
+    std::string log;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(folder.path())) {
+        if (entry.path().filename() == "test.log") {
+            log = read_whole_file(entry.path());
+        }
+    }
+    const size_t first = log.find("| amt_handle_deinit ");
+    EXPECT_NE(first, std::string::npos);
+    EXPECT_EQ(log.find("| amt_handle_deinit ", first + 1), std::string::npos);
+    EXPECT_THAT(log, HasSubstr("log  end"));
 }
 
 } // namespace

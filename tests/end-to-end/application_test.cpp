@@ -1,0 +1,257 @@
+// What the handset's own application sees of the service: a path that it opens like a serial port, and an answer to
+// whatever it asks.
+#include <fcntl.h>
+
+#include <utility>
+
+#include "station/message.h"
+#include "tests/end-to-end/service_handset.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr char k_path[] = "/dev/ttyAMT";
+
+class Application : public service_handset {
+  protected:
+    emulator::tty open_app() { return emulator::tty(m_handset.open(k_path, O_RDWR)); }
+
+    // Sends a bare message and reads the message that comes back.
+    static station::message ask(emulator::tty &app, const station::message &request)
+    {
+        app.write(request.encode());
+        return receive(app);
+    }
+
+    static station::message receive(emulator::tty &app)
+    {
+        std::string bytes = app.read_exactly(2);
+        const auto length = static_cast<size_t>(static_cast<uint8_t>(bytes[0]) | static_cast<uint8_t>(bytes[1]) << 8);
+        bytes += app.read_exactly(length - 2);
+        const station::decoded answer = station::decode(bytes);
+        EXPECT_EQ(answer.error, "");
+        return answer.message.value_or(station::message(0));
+    }
+
+    static station::message failure(uint8_t id) { return station::message(id).with_int(1, 1); }
+};
+
+TEST_F(Application, FindsItsPortUnderItsPath)
+{
+    const emulator::process service = start_up();
+    EXPECT_THAT(m_handset.files.read_link(k_path), StartsWith("/dev/pts/"));
+    EXPECT_FALSE(m_station.opened()) << "nothing is said to a station in this arrangement";
+    EXPECT_FALSE(m_modem.opened());
+    (void)end(service);
+    EXPECT_FALSE(m_handset.files.exists(k_path)) << "and the path goes with the service";
+}
+
+TEST_F(Application, IsRefusedACommandThatNobodyHandles)
+{
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    EXPECT_EQ(ask(app, station::message(0x2C)), failure(0x2D));
+    (void)m_handset.wait_log("handle APP req data: (data len = 6) 0600BB2C0000");
+    (void)m_handset.wait_log("receive command id: 44(0x2C) - (undefined)");
+    EXPECT_THAT(told(m_handset.log_records()),
+                Contains("error | -100 - Unknown error | unregistered AMT request id: 44"));
+    (void)end(service);
+}
+
+TEST_F(Application, IsRefusedCommand255)
+{
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    EXPECT_EQ(ask(app, station::message(0xFF)), failure(0x00));
+    EXPECT_THAT(told(m_handset.log_records()), Contains("error | -100 - Unknown error | unknown AMT request id: 255"));
+    (void)end(service);
+}
+
+TEST_F(Application, IsAnsweredToEachReadWhateverIsInIt)
+{
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    for (const char *piece : {"x", "xy", "xyz"}) {
+        app.write(piece);
+        EXPECT_EQ(receive(app), failure(0x01)) << piece << ": without a fourth byte the command id is 0";
+    }
+    app.write(std::string(200, '\x2C'));
+    EXPECT_EQ(receive(app), failure(0x2D));
+    (void)end(service);
+}
+
+TEST_F(Application, SwitchesTheModemsChannel)
+{
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    EXPECT_EQ(ask(app, station::message(0xE8).with_int(159, 1)), station::message(0xE9).with_int(1, 0));
+    EXPECT_EQ(m_at->received(), "AT^DLKS=0\rAT^DMPCHN=1\r");
+    EXPECT_EQ(ask(app, station::message(0xE8)), station::message(0xE9).with_int(1, 0));
+    EXPECT_THAT(m_at->received(), ::testing::EndsWith("AT^DMPCHN=0\r")) << "without an atom it is channel 0";
+    EXPECT_THAT(end(service), HasSubstr("[kv-zep-amt]write_at return:12\n[kv-zep-amt]read_at\n"
+                                        "[kv-zep-amt]read_at return:\r\nOK\r\n\n"));
+}
+
+TEST_F(Application, SwitchesToALongChannelWithACutCommand)
+{
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    app.write(station::message(0xE8).with_int(159, 12).encode());
+    m_at->wait_received("AT^DLKS=0\rAT^DMPCHN=12");
+    m_at->say("\r\nOK\r\n");
+    EXPECT_EQ(receive(app), station::message(0xE9).with_int(1, 0));
+    EXPECT_EQ(m_at->received(), "AT^DLKS=0\rAT^DMPCHN=12") << "twelve bytes, whatever the channel";
+    (void)end(service);
+}
+
+TEST_F(Application, IsToldThatTheModemRefusedTheChannel)
+{
+    const emulator::process service = start_up();
+    emulator::modem_control refusing;
+    refusing.refuse = true;
+    m_at->control(refusing);
+    emulator::tty app = open_app();
+    EXPECT_EQ(ask(app, station::message(0xE8).with_int(159, 2)), failure(0xE9));
+    EXPECT_THAT(told(m_handset.log_records()), Contains(StartsWith("error | -100 - Unknown error | \r\nERROR\r")));
+    m_at->control({});
+    EXPECT_EQ(ask(app, station::message(0xE8).with_int(159, 2)), station::message(0xE9).with_int(1, 0));
+    (void)end(service);
+}
+
+// A port that is there and says nothing at all.
+TEST_F(Application, WithoutAModemIsServedAllTheSame)
+{
+    m_handset.files.write("/dev/ttyDEAD", "");
+    m_handset.files.write(k_config_path, std::string(k_config) + "kv.tty.at.mux = /dev/ttyDEAD\n");
+    const emulator::process service = start_up();
+    EXPECT_THAT(told(m_handset.log_records()), Contains("warning | The AT device is not opened with modem."));
+    emulator::tty app = open_app();
+    EXPECT_EQ(ask(app, station::message(0xE8).with_int(159, 1)), failure(0xE9));
+    EXPECT_THAT(told(m_handset.log_records()), Contains("warning | no CP."));
+    EXPECT_EQ(m_handset.files.read("/dev/ttyDEAD"), "AT^DLKS=0\r") << "nothing more is asked of it";
+    (void)end(service);
+}
+
+TEST_F(Application, MeetsAModemThatRefusesToBeQuiet)
+{
+    emulator::modem_control refusing;
+    refusing.refuse = true;
+    m_at->control(refusing);
+    const emulator::process service = start_up();
+    EXPECT_THAT(told(m_handset.log_records()), Not(Contains(HasSubstr("The AT device is not opened"))))
+        << "a modem that refuses is there";
+    m_at->control({});
+    emulator::tty app = open_app();
+    EXPECT_EQ(ask(app, station::message(0xE8).with_int(159, 1)), station::message(0xE9).with_int(1, 0));
+    (void)end(service);
+}
+
+TEST_F(Application, MayLoseItsModemAndGetItBack)
+{
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    m_at->hang_up();
+    m_at->come_back(m_handset.open_tty("/dev/ttyAT"));
+    EXPECT_EQ(ask(app, station::message(0xE8).with_int(159, 3)), station::message(0xE9).with_int(1, 0));
+    EXPECT_EQ(m_at->received(), "AT^DLKS=0\rAT^DLKS=0\rAT^DMPCHN=3\r") << "quiet first, then the command once more";
+    EXPECT_THAT(told(m_handset.log_records()),
+                Contains("error | -118 - Call C function unsuccessfully | write_at ret_val[-118]"));
+    (void)end(service);
+}
+
+TEST_F(Application, MayLoseItsModemInTheMiddleOfAnAnswer)
+{
+    const emulator::process service = start_up();
+    emulator::modem_control silent;
+    silent.silent = true;
+    m_at->control(silent);
+    emulator::tty app = open_app();
+    app.write(station::message(0xE8).with_int(159, 3).encode());
+    m_at->wait_received("AT^DMPCHN=3\r");
+    (void)m_handset.wait_log("write_at write_len[12]");
+    m_at->control({});
+    emulator::tty next = m_handset.open_tty("/dev/ttyAT");
+    m_at->hang_up();
+    m_at->come_back(std::move(next));
+    m_at->wait_received("AT^DMPCHN=3\rAT^DLKS=0\r");
+    (void)m_handset.wait_log("open device \"/dev/ttyAT\" successfully");
+    emulator::wait_until("the service to be read out", [&] {
+        m_at->say("\r\nOK\r\n"); // whenever it reads again
+        return app.fd() >= 0 && !app.read_all(std::chrono::milliseconds(20)).empty();
+    });
+    (void)end(service);
+}
+
+TEST_F(Application, ClosesAndOpensItsPathAgain)
+{
+    const emulator::process service = start_up();
+    for (size_t round = 1; round <= 5; round++) {
+        emulator::tty app = open_app();
+        EXPECT_EQ(ask(app, station::message(0xE8).with_int(159, 1)), station::message(0xE9).with_int(1, 0));
+        const std::string old_slave = m_handset.files.read_link(k_path);
+        app.hang_up();
+        (void)m_handset.wait_log("pty disconnect: pts name(" + old_slave + "), pts mapping name(/dev/ttyAMT)");
+        emulator::wait_until("a new port", [&] {
+            size_t count = 0;
+            for (const std::string &name : entered(m_handset.log_records())) {
+                count += name == "set_ptm_attr" ? 1 : 0;
+            }
+            return count == round + 1 && m_handset.files.exists(k_path);
+        });
+    }
+    (void)end(service);
+}
+
+TEST_F(Application, LeavingWithoutItsAnswerDisturbsNobody)
+{
+    const emulator::process service = start_up();
+    for (int round = 0; round < 5; round++) {
+        emulator::tty app = open_app();
+        app.write(station::message(0x2C).encode());
+        const std::string slave = m_handset.files.read_link(k_path);
+        app.hang_up();
+        (void)m_handset.wait_log("pty disconnect: pts name(" + slave + ")");
+        emulator::wait_until("a port", [&] { return m_handset.files.exists(k_path); });
+    }
+    emulator::wait_until("an answer", [&] {
+        emulator::tty app = open_app(); // whichever port it is at the moment
+        try {
+            return ask(app, station::message(0x2C)) == failure(0x2D);
+        } catch (const std::runtime_error &) {
+            return false;
+        }
+    });
+    (void)end(service);
+}
+
+TEST_F(Application, SendingGarbageIsAnsweredAgainAfterIt)
+{
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    unsigned state = 12345;
+    for (int round = 0; round < 60; round++) {
+        std::string chunk;
+        for (int i = 0; i < 4 + round * 3; i++) { // few enough to be one read's
+            state = state * 1664525U + 1013904223U;
+            chunk += static_cast<char>(state >> 24);
+        }
+        chunk[3] = '\x2C';
+        app.write(chunk);
+        EXPECT_EQ(receive(app), failure(0x2D));
+    }
+    (void)end(service);
+}
+
+TEST_F(Application, SeesTheServiceStartWhateverLiesAtItsPath)
+{
+    m_handset.files.write(k_path, "a stale file");
+    const emulator::process service = start_up();
+    EXPECT_THAT(m_handset.files.read_link(k_path), StartsWith("/dev/pts/"));
+    (void)end(service);
+}
+
+} // namespace
