@@ -29,38 +29,21 @@ const std::string k_failed_call = "error | -118 - Call C function unsuccessfully
 const std::string k_ok = "\r\nOK\r\n";
 const std::string k_disable = "AT^DLKS=0\r";
 
+// Of a whole line.
 int32_t write_line(const std::string &line)
 {
     return write_at(line.c_str(), static_cast<uint32_t>(line.size()));
 }
 
-// What read_at brings: its result, the bytes and their count, in a place of exactly that size.
-struct read_result {
-    int32_t code;
-    std::string bytes;
-    uint32_t length;
-};
-
-read_result read_into(uint32_t room)
+// Where only the result counts.
+int32_t read_some()
 {
-    read_result result = {0, "", 77};
-    std::vector<char> place(room, '#');
-    result.code = read_at(place.data(), room, &result.length);
-    result.bytes.assign(place.begin(), place.end());
-    return result;
+    char text[20];
+    uint32_t length = 0;
+    return read_at(text, sizeof(text), &length);
 }
 
-void fail_write(int error)
-{
-    g_fake.writings.push_back({0, error});
-}
-
-void fail_read(int error)
-{
-    g_fake.readings.push_back({"", error});
-}
-
-// --- write_at
+// --- the command
 
 TEST(WriteAt, WritesTheCommandInOneCallAndTellsSo)
 {
@@ -71,8 +54,8 @@ TEST(WriteAt, WritesTheCommandInOneCallAndTellsSo)
         EXPECT_THAT(g_fake.written, ElementsAre("AT^DGSN?\r"));
         EXPECT_THAT(output, MatchesRegex("\\[kv-zep-amt:L[0-9]+\\]write_at: AT\\^DGSN\\?\r\n"
                                          "\\[kv-zep-amt\\]write_at return:9\n"));
-        EXPECT_THAT(log.records(), ElementsAre("func | ", "info | write_at write_len[9]",
-                                               "at cmd | send      AT^DGSN?<CR>"));
+        EXPECT_THAT(log.records(),
+                    ElementsAre("func | ", "info | write_at write_len[9]", "at cmd | send      AT^DGSN?<CR>"));
     });
 }
 
@@ -116,8 +99,9 @@ TEST(WriteAt, TakesAShortWriteForAWholeOne)
             g_fake.writings.push_back({count, 0});
             EXPECT_EQ(write_line("ATI\r"), ERR_NONE);
             EXPECT_THAT(g_fake.written, ElementsAre("ATI\r")) << "the rest is not sent";
-            EXPECT_THAT(log.records(), ElementsAre("func | ", "info | write_at write_len[" + std::to_string(count) + "]",
-                                                   "at cmd | send      ATI<CR>"));
+            EXPECT_THAT(log.records(),
+                        ElementsAre("func | ", "info | write_at write_len[" + std::to_string(count) + "]",
+                                    "at cmd | send      ATI<CR>"));
         });
     }
 }
@@ -133,8 +117,8 @@ TEST(WriteAt, FailsWhenTheModemIsThereAndTakesNothing)
             EXPECT_THAT(g_fake.written, ElementsAre("ATI\r"));
             EXPECT_THAT(g_fake.opening_flags, IsEmpty()) << "no reopening for errno " << error;
             EXPECT_THAT(output, HasSubstr("[kv-zep-amt]write_at return:-1\n"));
-            EXPECT_THAT(log.records(), ElementsAre("func | ", "info | write_at write_len[-1]",
-                                                   k_failed + "write_at ret_val[-100]"));
+            EXPECT_THAT(log.records(),
+                        ElementsAre("func | ", "info | write_at write_len[-1]", k_failed + "write_at ret_val[-100]"));
         });
     }
 }
@@ -148,8 +132,8 @@ TEST(WriteAt, DoesNotReopenAPortThatNeverWasOpen)
         fail_write(EIO);
         EXPECT_EQ(write_line("ATI\r"), ERR_UNKNOWN);
         EXPECT_THAT(g_fake.opening_flags, IsEmpty());
-        EXPECT_THAT(log.records(), ElementsAre("func | ", "info | write_at write_len[-1]",
-                                               k_failed + "write_at ret_val[-100]"));
+        EXPECT_THAT(log.records(),
+                    ElementsAre("func | ", "info | write_at write_len[-1]", k_failed + "write_at ret_val[-100]"));
     });
 }
 
@@ -236,10 +220,19 @@ constexpr verdict_row k_verdicts_a[] = {
     {"accepted", [] { modem_says({k_ok}); }},
     {"refused", [] { modem_says({"\r\nERROR\r\n"}); }},
     {"refused with a number", [] { modem_says({"\r\n+CME ERROR: 3"}); }},
-    {"not writable", [] { g_fake.write_waits.push_back({-1, EBADF}); }},
-    {"not in the set", [] { g_fake.write_waits.push_back({1, 0, false}); }},
+    {"not writable",
+     [] {
+         g_fake.write_waits.push_back({-1, EBADF});
+     }},
+    {"not in the set",
+     [] {
+         g_fake.write_waits.push_back({1, 0, false});
+     }},
     {"not written", [] { fail_write(EAGAIN); }},
-    {"written short", [] { g_fake.writings.push_back({9, 0}); }},
+    {"written short",
+     [] {
+         g_fake.writings.push_back({9, 0});
+     }},
 };
 
 TEST(WriteAt, SendsTheCommandAgainWhateverElseTheModemSaysToItsReopening)
@@ -288,199 +281,6 @@ TEST(WriteAt, FailsWhenTheSecondWriteIsNotWhole)
     }
 }
 
-// --- read_at
-
-TEST(ReadAt, BringsWhatHasComeAndTellsSo)
-{
-    in_child([] {
-        (void)open_port();
-        const test_log log;
-        modem_says({k_ok});
-        read_result result = {};
-        const std::string output = output_of([&] { result = read_into(20); });
-        EXPECT_EQ(result.code, ERR_NONE);
-        EXPECT_EQ(result.length, 6U);
-        EXPECT_EQ(result.bytes, k_ok + std::string(14, '#')) << "not terminated";
-        EXPECT_THAT(g_fake.rooms, ElementsAre(20U));
-        EXPECT_EQ(output, "[kv-zep-amt]read_at\n[kv-zep-amt]read_at return:\r\nOK\r\n\n");
-        EXPECT_THAT(log.text(), HasSubstr("| read_at read_len_ptr[6] buf_ptr[\r\nOK\r\n]\n"));
-        EXPECT_THAT(log.records(), Contains("at cmd | receive   <CR><LF>OK<CR><LF>"));
-    });
-}
-
-TEST(ReadAt, TakesNoMoreThanThereIsRoomFor)
-{
-    in_child([] {
-        (void)open_port();
-        modem_says({"123456789"});
-        read_result result = read_into(5);
-        EXPECT_EQ(result.code, ERR_NONE);
-        EXPECT_EQ(result.bytes, "12345") << "full, and nothing is looked for behind it";
-        EXPECT_EQ(result.length, 5U);
-        result = read_into(5);
-        EXPECT_EQ(result.bytes, "6789#");
-        EXPECT_EQ(result.length, 4U);
-        EXPECT_THAT(g_fake.rooms, ElementsAre(5U, 5U)) << "one read each";
-    });
-}
-
-TEST(ReadAt, OfNothingIsASuccess)
-{
-    in_child([] {
-        (void)open_port();
-        const test_log log;
-        modem_says({""});
-        read_result result = {};
-        const std::string output = output_of([&] { result = read_into(20); });
-        EXPECT_EQ(result.code, ERR_NONE);
-        EXPECT_EQ(result.length, 0U);
-        EXPECT_EQ(output, "[kv-zep-amt]read_at\n[kv-zep-amt]read_at return:\n");
-        EXPECT_THAT(log.records(), ElementsAre("func | ", "info | read_at read_len_ptr[0] buf_ptr[]",
-                                               "at cmd | (sfw log error: empty at)"));
-    });
-}
-
-TEST(ReadAt, WithoutAPlaceOrRoomLeavesThePortAlone)
-{
-    in_child([] {
-        (void)open_port();
-        const test_log log;
-        modem_says({k_ok});
-        char text[20] = "#";
-        uint32_t length = 0;
-        const std::string output = output_of([&] {
-            EXPECT_EQ(read_at(nullptr, 20, &length), ERR_INVALID_PARAM);
-            EXPECT_EQ(read_at(text, 0, &length), ERR_INVALID_PARAM);
-            EXPECT_EQ(read_at(text, 20, nullptr), ERR_INVALID_PARAM);
-            EXPECT_EQ(read_at(nullptr, 0, nullptr), ERR_INVALID_PARAM);
-        });
-        EXPECT_THAT(g_fake.rooms, IsEmpty());
-        EXPECT_STREQ(text, "#");
-        EXPECT_EQ(output, "");
-        EXPECT_THAT(log.records(),
-                    ElementsAre("func | ", k_bad_argument + "1, 0, 0", "func | ", k_bad_argument + "0, 1, 0",
-                                "func | ", k_bad_argument + "0, 0, 1", "func | ", k_bad_argument + "1, 1, 1"));
-    });
-}
-
-TEST(ReadAt, FailsWhenThePortCannotBeRead)
-{
-    for (const int error : {EAGAIN, EBADF, ENXIO}) {
-        in_child([error] {
-            (void)open_port();
-            const test_log log;
-            fail_read(error);
-            read_result result = {};
-            const std::string output = output_of([&] { result = read_into(20); });
-            EXPECT_EQ(result.code, ERR_UNKNOWN);
-            EXPECT_EQ(result.length, 0U);
-            EXPECT_EQ(result.bytes, std::string(20, '#'));
-            EXPECT_THAT(g_fake.opening_flags, IsEmpty()) << "no reopening for errno " << error;
-            EXPECT_EQ(output, "[kv-zep-amt]read_at\n[kv-zep-amt]read_at return:\n");
-            EXPECT_THAT(log.records(), ElementsAre("func | ", "info | read_at read_len_ptr[-1] buf_ptr[]",
-                                                   k_failed + "read_at ret_val[-100]"));
-        });
-    }
-}
-
-TEST(ReadAt, ReopensThePortOfAModemThatWentAwayAndReadsAgain)
-{
-    for (const uint32_t is_not_opened : {0U, 1U}) {
-        in_child([is_not_opened] {
-            (void)open_port();
-            g_at_dev_not_opened = is_not_opened; // makes no difference to the reader
-            const test_log log;
-            fail_read(EIO);
-            modem_says({k_ok, "\r\n^DGSN: 1"});
-            const read_result result = read_into(20);
-            EXPECT_EQ(result.code, ERR_NONE);
-            EXPECT_EQ(result.bytes, "\r\n^DGSN: 1" + std::string(9, '#'));
-            EXPECT_EQ(result.length, 11U);
-            EXPECT_THAT(g_fake.written, ElementsAre(k_disable)) << "the command is not sent again";
-            EXPECT_THAT(g_fake.descriptors, ElementsAre(handle_context_st.m_fd_at.load()));
-            EXPECT_EQ(g_fake.opening_flags.front() & O_ACCMODE, O_RDWR);
-            const std::string device = std::string("device \"") + k_port_path + "\"";
-            EXPECT_THAT(log.records(),
-                        ElementsAre("func | ", "info | read_at read_len_ptr[-1] buf_ptr[]",
-                                    k_failed_call + "read_at ret_val[-118]", "func | ",
-                                    "info | begin to check if can open " + device,
-                                    "info | (0/30)try to open " + device, "info | open " + device + " successfully",
-                                    "func | ", "at cmd | receive   <CR><LF>^DGSN: 1"));
-        });
-    }
-}
-
-TEST(ReadAt, FailsWhenTheSecondReadBringsNothing)
-{
-    for (const int error : {0, EAGAIN, EIO}) {
-        in_child([error] {
-            (void)open_port();
-            const test_log log;
-            fail_read(EIO);
-            modem_says({k_ok});
-            fail_read(error);
-            const read_result result = read_into(20);
-            EXPECT_EQ(result.code, ERR_UNKNOWN) << error;
-            EXPECT_EQ(result.length, 0U) << error;
-            EXPECT_EQ(g_fake.opening_flags.size(), 1U) << "reopened once only";
-            EXPECT_THAT(log.records(), Not(Contains(HasSubstr("at cmd"))));
-        });
-    }
-}
-
-TEST(ReadAt, GivesUpAModemThatStaysAwayOrSilent)
-{
-    in_child([] {
-        (void)open_port();
-        fail_read(EIO);
-        g_fake.openings = std::deque<int>(31, ENOENT);
-        const read_result result = read_into(20);
-        EXPECT_EQ(result.code, ERR_C_FUNCTION);
-        EXPECT_EQ(result.length, 0U);
-        EXPECT_EQ(g_fake.pauses.size(), 30U);
-        EXPECT_EQ(handle_context_st.m_fd_at, 0);
-    });
-    in_child([] {
-        (void)open_port();
-        fail_read(EIO);
-        EXPECT_EQ(read_into(20).code, ERR_TIMEOUT);
-        EXPECT_THAT(g_fake.rooms, ElementsAre(20U)) << "no second read";
-    });
-}
-
-TEST(ReadAt, CollectsAnAnswerOfThreeReadsBehindOneAnother)
-{
-    in_child([] {
-        (void)open_port();
-        modem_says({"\r\n^DGSN: 4901", "54203237518\r\n", "\r\nOK\r\n"});
-        g_at_rsp_buf = {};
-        for (int i = 0; i < 3; i++) {
-            uint32_t count = 0;
-            EXPECT_EQ(read_at(g_at_rsp_buf.m_text_a + g_at_rsp_buf.m_length, AMT_AT_TEXT_SIZE - g_at_rsp_buf.m_length,
-                              &count),
-                      ERR_NONE);
-            g_at_rsp_buf.m_length += count;
-        }
-        EXPECT_STREQ(g_at_rsp_buf.m_text_a, "\r\n^DGSN: 490154203237518\r\n\r\nOK\r\n");
-        EXPECT_THAT(g_fake.rooms, ElementsAre(4096U, 4083U, 4070U));
-    });
-}
-
-TEST(ReadAt, RefusesAnAnswerThatNeverEnds)
-{
-    in_child([] {
-        (void)open_port();
-        modem_says({std::string(5000, 'x')});
-        g_at_rsp_buf = {};
-        EXPECT_EQ(read_at(g_at_rsp_buf.m_text_a, AMT_AT_TEXT_SIZE, &g_at_rsp_buf.m_length), ERR_NONE);
-        EXPECT_EQ(g_at_rsp_buf.m_length, AMT_AT_TEXT_SIZE);
-        EXPECT_EQ(strlen(g_at_rsp_buf.m_text_a), size_t{AMT_AT_TEXT_SIZE}) << "a search in it still ends";
-        uint32_t count = 0;
-        EXPECT_EQ(read_at(g_at_rsp_buf.m_text_a + AMT_AT_TEXT_SIZE, AMT_AT_TEXT_SIZE - g_at_rsp_buf.m_length, &count),
-                  ERR_INVALID_PARAM);
-    });
-}
-
 // --- a closed port
 
 TEST(AtPort, ThatIsClosedIsNeverMistakenForStandardInput)
@@ -489,7 +289,7 @@ TEST(AtPort, ThatIsClosedIsNeverMistakenForStandardInput)
         in_child([fd] {
             handle_context_st.m_fd_at = fd;
             EXPECT_EQ(write_line("ATI\r"), ERR_UNKNOWN) << fd;
-            EXPECT_EQ(read_into(20).code, ERR_UNKNOWN) << fd;
+            EXPECT_EQ(read_some(), ERR_UNKNOWN) << fd;
             EXPECT_FALSE(g_fake.is_standard_input_used) << fd;
             EXPECT_THAT(g_fake.opening_flags, IsEmpty()) << "it is not reopened, it was closed";
         });
@@ -504,7 +304,7 @@ TEST(AtPort, StaysClosedBehindAReopeningInVain)
         g_fake.openings = std::deque<int>(30, ENXIO);
         EXPECT_EQ(write_line("ATI\r"), ERR_C_FUNCTION);
         EXPECT_EQ(write_line("ATI\r"), ERR_UNKNOWN);
-        EXPECT_EQ(read_into(20).code, ERR_UNKNOWN);
+        EXPECT_EQ(read_some(), ERR_UNKNOWN);
         EXPECT_EQ(g_fake.written.size(), 1U);
         EXPECT_FALSE(g_fake.is_standard_input_used);
     });

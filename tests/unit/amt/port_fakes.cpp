@@ -174,6 +174,16 @@ void modem_says(const std::vector<std::string> &texts)
     }
 }
 
+void fail_read(int error)
+{
+    g_fake.readings.push_back({"", error});
+}
+
+void fail_write(int error)
+{
+    g_fake.writings.push_back({0, error});
+}
+
 std::string output_of(const std::function<void()> &call)
 {
     testing::internal::CaptureStdout();

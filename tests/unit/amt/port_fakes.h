@@ -32,14 +32,14 @@ struct writing {
 struct waiting {
     int ready = 0; // -1: fails
     int error = 0;
-    bool is_in_set = true;            // when ready
-    timespec passes = {0, 0};         // on the clock meanwhile
-    std::optional<timeval> leaves;    // of the time-out; unless said, nothing when it timed out
+    bool is_in_set = true;         // when ready
+    timespec passes = {0, 0};      // on the clock meanwhile
+    std::optional<timeval> leaves; // of the time-out; unless said, nothing when it timed out
 };
 
 struct port_fakes {
-    std::deque<reading> readings; // in order; when there are no more, nothing comes and a read fails with EAGAIN
-    std::deque<writing> writings; // in order; when there are no more, writes succeed
+    std::deque<reading> readings;    // in order; when there are no more, nothing comes and a read fails with EAGAIN
+    std::deque<writing> writings;    // in order; when there are no more, writes succeed
     std::deque<waiting> read_waits;  // in order; when there are no more, ready as long as there are readings
     std::deque<waiting> write_waits; // in order; when there are no more, ready at once
     std::deque<int> openings;        // errno of each, in order; when there are no more, openings succeed
@@ -51,8 +51,8 @@ struct port_fakes {
     std::vector<int> opening_flags;   // of each attempt
     std::vector<uint32_t> pauses;     // milliseconds
     timespec clock = {1000, 250};
-    std::set<int> descriptors;            // that are open
-    bool is_standard_input_used = false;  // in place of a closed port
+    std::set<int> descriptors;           // that are open
+    bool is_standard_input_used = false; // in place of a closed port
 };
 extern port_fakes g_fake;
 
@@ -63,6 +63,10 @@ int open_port();
 
 // One reading after the other.
 void modem_says(const std::vector<std::string> &texts);
+
+// The next reading or write fails.
+void fail_read(int error);
+void fail_write(int error);
 
 // Standard output of a call.
 std::string output_of(const std::function<void()> &call);
