@@ -14,7 +14,6 @@
 namespace {
 
 constexpr uint32_t k_empty_pause_ms = 200;
-constexpr uint32_t k_request_max = AMT_MESSAGE_SIZE - 1;
 constexpr uint32_t k_error_code = 1; // what an application is told, whatever failed
 
 int32_t call_handler(uint8_t command_id)
@@ -54,11 +53,10 @@ void give_up()
 // Reads once behind what is held. False when the thread is to end.
 bool read_and_handle(amt_buffer &request)
 {
-    if (request.m_length >= k_request_max) {
+    if (request.m_length >= AMT_REQUEST_MAX) {
         amt_buffer_clear(&request); // nobody takes answers, and there is no room to wait for it
     }
-    const ssize_t count = pub_util_read(handle_context_st.m_pty.m_ptm_fd, request.m_data_a + request.m_length,
-                                        k_request_max - request.m_length);
+    const ssize_t count = amt_channel_read(handle_context_st.m_pty.m_ptm_fd, &request);
     if (count < 0 && errno == EIO) {
         return reopen_after_hang_up();
     }
@@ -71,7 +69,6 @@ bool read_and_handle(amt_buffer &request)
         pub_util_sleep_ms(k_empty_pause_ms);
         return true;
     }
-    request.m_length += static_cast<uint32_t>(count);
     log_data("handle APP req data: ", request.m_data_a, request.m_length);
     if (handle_amt_app_req()) {
         amt_buffer_clear(&request);

@@ -33,7 +33,7 @@ int32_t handle_amt_get_at_para(const char *prefix, char *output, uint32_t *lengt
     }
     at += strlen(prefix);
     at += strspn(at, " ");
-    const size_t found = strcspn(at, "\r");
+    const size_t found = strcspn(at, "\r"); // one in front of the prefix is the end of an older line
     *length = found < AMT_AT_PARAMETER_MAX ? static_cast<uint32_t>(found) : AMT_AT_PARAMETER_MAX;
     memcpy(output, at, *length);
     return ERR_NONE;

@@ -10,7 +10,6 @@
 namespace {
 
 constexpr uint32_t k_open_interval_ms = 1000;
-constexpr uint32_t k_request_max = AMT_MESSAGE_SIZE - 1;
 
 // Where a closed channel's descriptor would name somebody else's file, nothing is read or written.
 ssize_t fail_as_closed()
@@ -37,21 +36,19 @@ void amt_channel_close(amt_channel_fd *channel)
     }
 }
 
-ssize_t amt_channel_read(const amt_channel_fd &channel, amt_buffer *buffer)
+ssize_t amt_channel_read(int fd, amt_buffer *buffer)
 {
-    const int fd = channel;
     if (fd <= 0) {
         return fail_as_closed();
     }
-    const ssize_t count = pub_util_read(fd, buffer->m_data_a + buffer->m_length, k_request_max - buffer->m_length);
+    const ssize_t count = pub_util_read(fd, buffer->m_data_a + buffer->m_length, AMT_REQUEST_MAX - buffer->m_length);
     if (count > 0) {
         buffer->m_length += static_cast<uint32_t>(count);
     }
     return count;
 }
 
-ssize_t amt_channel_write(const amt_channel_fd &channel, const void *bytes, size_t count)
+ssize_t amt_channel_write(int fd, const void *bytes, size_t count)
 {
-    const int fd = channel;
     return fd <= 0 ? fail_as_closed() : pub_util_write(fd, bytes, count);
 }

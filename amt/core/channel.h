@@ -29,11 +29,14 @@ inline bool amt_channel_is_open(const amt_channel_fd &channel)
 // Closes a channel, if it is open. Any thread: of several that close it, one does.
 void amt_channel_close(amt_channel_fd *channel);
 
-// Reads once, behind the bytes that the buffer holds, and adds the count to its length. The last byte of the buffer is
-// left alone: no request is longer than 4095 bytes. The count, or -1 with errno (EBADF for a closed channel); a wait in
-// which the calling thread can be ended.
-[[nodiscard]] ssize_t amt_channel_read(const amt_channel_fd &channel, amt_buffer *buffer);
+// The last byte of a buffer is left alone: no request is longer than this.
+constexpr uint32_t AMT_REQUEST_MAX = AMT_MESSAGE_SIZE - 1;
+
+// Reads once, behind the bytes that the buffer holds (less than AMT_REQUEST_MAX), up to AMT_REQUEST_MAX in all, and
+// adds the count to its length. The count, or -1 with errno (EBADF for a closed channel); a wait in which the calling
+// thread can be ended.
+[[nodiscard]] ssize_t amt_channel_read(int fd, amt_buffer *buffer);
 
 // Writes once. The count, or -1 with errno (EBADF for a closed channel); a wait in which the calling thread can be
 // ended.
-[[nodiscard]] ssize_t amt_channel_write(const amt_channel_fd &channel, const void *bytes, size_t count);
+[[nodiscard]] ssize_t amt_channel_write(int fd, const void *bytes, size_t count);

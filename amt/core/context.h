@@ -2,7 +2,8 @@
 //
 // Each thread owns its descriptor for reading; answers are written by whichever thread has them, each in one write and
 // without a lock. Descriptors and states are atomics of the plain integer's layout, so that any thread may look at
-// them; the buffers belong to the one reader that runs, the tables are written before any reader exists.
+// them; the buffers belong to the one reader that runs, and so does the pseudo-terminal, until the release has ended
+// that reader; the tables are written before any reader exists.
 #pragma once
 
 #include <stdint.h>

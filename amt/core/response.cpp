@@ -30,13 +30,10 @@ int32_t check_arguments(uint8_t channel, const amt_buffer *response)
     return ERR_NONE;
 }
 
-// The length as the message says it, where the buffer does not. 0 for an answer that cannot be sent.
-uint32_t settle_length(amt_buffer *response)
+// As long as the buffer says, or its message.
+uint32_t length_of(const amt_buffer &response)
 {
-    if (response->m_length == 0) {
-        response->m_length = amt_message_get_total_length(response->m_data_a);
-    }
-    return response->m_length <= AMT_MESSAGE_SIZE ? response->m_length : 0;
+    return response.m_length != 0 ? response.m_length : amt_message_get_total_length(response.m_data_a);
 }
 
 int32_t write_response(int fd, const amt_buffer *response, const char *heading)
@@ -74,9 +71,12 @@ int32_t amt_handle_send_rsp(uint8_t channel, amt_buffer *response)
     if (result != ERR_NONE) {
         return result;
     }
-    if (settle_length(response) == 0) {
-        return log_error(ERR_INVALID_PARAM, "%d", 1);
+    const uint32_t length = length_of(*response);
+    const bool cannot_be_sent = length == 0 || length > AMT_MESSAGE_SIZE;
+    if (cannot_be_sent) {
+        return log_error(ERR_INVALID_PARAM, "%d", cannot_be_sent);
     }
+    response->m_length = length;
     const bool is_pc = channel == AMT_CHANNEL_PC;
     const int fd = is_pc ? handle_context_st.m_fd_pc.load() : handle_context_st.m_pty.m_ptm_fd;
     if (fd <= 0) {

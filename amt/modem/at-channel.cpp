@@ -68,7 +68,7 @@ amt_at_record g_at_rsp_buf;
 int32_t write_at(const char *text, uint32_t length)
 {
     log_func();
-    printf("[%s:L%d]write_at: %s\n", AMT_PROCESS_NAME, __LINE__, text == nullptr ? "" : text);
+    printf("[%s:L%d]write_at: %s\n", AMT_PROCESS_NAME, __LINE__, text == nullptr ? "(null)" : text);
     if (text == nullptr || length == 0) {
         return log_error(ERR_INVALID_PARAM, "%d, %d", text == nullptr, length == 0);
     }

