@@ -34,15 +34,15 @@ template <size_t count>
 constexpr bool can_be_registered(const registration (&rows)[count])
 {
     for (const registration &row : rows) {
-        if (row.m_id >= AMT_HANDLER_COUNT || row.m_handler == nullptr) {
+        if (row.m_id >= AMT_HANDLER_COUNT) {
             return false;
         }
     }
     return true;
 }
 
-static_assert(can_be_registered(k_pc_registrations_a), "id 255 cannot be registered, nor can nothing");
-static_assert(can_be_registered(k_app_registrations_a), "id 255 cannot be registered, nor can nothing");
+static_assert(can_be_registered(k_pc_registrations_a), "id 255 cannot be registered");
+static_assert(can_be_registered(k_app_registrations_a), "id 255 cannot be registered");
 
 } // namespace
 
