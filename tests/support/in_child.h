@@ -3,8 +3,10 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +17,7 @@ int wait_status_of_child(const body_type &body, pid_t *pid = nullptr)
     (void)fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
+        (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that runs out of time takes its child along
         body();
         (void)fflush(nullptr);
         _exit(::testing::Test::HasFailure() ? 99 : 0);

@@ -82,9 +82,9 @@ TEST(WriteAt, WithoutATextOrALengthLeavesThePortAlone)
             EXPECT_EQ(write_at(nullptr, 0), ERR_INVALID_PARAM);
         });
         EXPECT_THAT(g_fake.written, IsEmpty());
-        EXPECT_THAT(output, MatchesRegex("\\[kv-zep-amt:L[0-9]+\\]write_at: \n"
+        EXPECT_THAT(output, MatchesRegex("\\[kv-zep-amt:L[0-9]+\\]write_at: \\(null\\)\n"
                                          "\\[kv-zep-amt:L[0-9]+\\]write_at: ATI\r\n"
-                                         "\\[kv-zep-amt:L[0-9]+\\]write_at: \n"));
+                                         "\\[kv-zep-amt:L[0-9]+\\]write_at: \\(null\\)\n"));
         EXPECT_THAT(log.records(), ElementsAre("func | ", k_bad_argument + "1, 0", "func | ", k_bad_argument + "0, 1",
                                                "func | ", k_bad_argument + "1, 1"));
     });
@@ -288,8 +288,15 @@ TEST(AtPort, ThatIsClosedIsNeverMistakenForStandardInput)
     for (const int fd : {0, -1}) {
         in_child([fd] {
             handle_context_st.m_fd_at = fd;
+            const test_log log;
+            errno = EIO; // of some other call
             EXPECT_EQ(write_line("ATI\r"), ERR_UNKNOWN) << fd;
+            errno = EIO;
             EXPECT_EQ(read_some(), ERR_UNKNOWN) << fd;
+            EXPECT_THAT(log.records(),
+                        ElementsAre("func | ", "info | write_at write_len[-1]", k_failed + "write_at ret_val[-100]",
+                                    "func | ", "info | read_at read_len_ptr[-1] buf_ptr[]",
+                                    k_failed + "read_at ret_val[-100]"));
             EXPECT_FALSE(g_fake.is_standard_input_used) << fd;
             EXPECT_THAT(g_fake.opening_flags, IsEmpty()) << "it is not reopened, it was closed";
         });

@@ -77,6 +77,8 @@ TEST_F(LocalAt, GivesTheResultOfTheHandlerThatClaimsTheLine)
         g_fake.write_fails_at = 1;
         g_fake.write_error = EIO;
         EXPECT_EQ(amt_handle_local_at(), ERR_C_FUNCTION);
+        handle_context_st.m_fd_pc = 0;
+        EXPECT_EQ(amt_handle_local_at(), ERR_UNKNOWN) << "the line is the handset's, and not for the modem";
     });
 }
 

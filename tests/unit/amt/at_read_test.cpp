@@ -164,6 +164,18 @@ TEST(ReadAt, ReopensThePortOfAModemThatWentAwayAndReadsAgain)
     }
 }
 
+TEST(ReadAt, IsContentWithOneByteOfTheSecondRead)
+{
+    in_child([] {
+        (void)open_port();
+        fail_read(EIO);
+        modem_says({k_ok, "\r"});
+        const read_result result = read_into(20);
+        EXPECT_EQ(result.code, ERR_NONE);
+        EXPECT_EQ(result.length, 1U);
+    });
+}
+
 TEST(ReadAt, FailsWhenTheSecondReadBringsNothing)
 {
     for (const int error : {0, EAGAIN, EIO}) {

@@ -15,11 +15,9 @@
 namespace {
 
 using ::testing::Contains;
-using ::testing::ContainsRegex;
-using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
 using ::testing::SizeIs;
 
 const std::string k_failed = "error | -100 - Unknown error | ";
@@ -199,6 +197,17 @@ TEST(DisableUnsolicited, TriesAgainWithoutAVerdict)
     }
 }
 
+TEST(DisableUnsolicited, TakesAReadOfNothingForATryLikeOthers)
+{
+    in_child([] {
+        const int fd = open_port();
+        const test_log log;
+        modem_says({"", "\r\nOK\r\n"});
+        EXPECT_EQ(disable_unsolicited_code(fd), ERR_NONE);
+        EXPECT_THAT(log.records(), ElementsAre("func | ", tried(0, "")));
+    });
+}
+
 TEST(DisableUnsolicited, TakesAVerdictAtTheThirdTryAndTellsOfTheTwoBefore)
 {
     in_child([] {
@@ -229,8 +238,8 @@ TEST(DisableUnsolicited, LooksAt18BytesOfEachTryAndNoMore)
         modem_says({"1234567890123\r\nOK\r\n"}); // its last byte is the 19th
         EXPECT_EQ(disable_unsolicited_code(fd), ERR_TIMEOUT);
         EXPECT_THAT(g_fake.rooms, ElementsAre(18U, 18U));
-        EXPECT_THAT(log.text(), testing::HasSubstr("(0/5)tries. buf_a: \"1234567890123\r\nOK\r\"\n"));
-        EXPECT_THAT(log.text(), testing::HasSubstr("(1/5)tries. buf_a: \"\n\"\n"));
+        EXPECT_THAT(log.text(), HasSubstr("(0/5)tries. buf_a: \"1234567890123\r\nOK\r\"\n"));
+        EXPECT_THAT(log.text(), HasSubstr("(1/5)tries. buf_a: \"\n\"\n"));
     });
 }
 

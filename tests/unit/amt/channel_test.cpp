@@ -204,20 +204,6 @@ TEST(Channel, LeavesTheLastByteOfABufferAlone)
     }
 }
 
-TEST(Channel, ReadsNothingIntoAFullBuffer)
-{
-    in_child([] {
-        const one_way pipe;
-        const amt_channel_fd channel{pipe.out};
-        amt_buffer buffer = {};
-        buffer.m_length = 4095;
-        pipe.fill("x");
-        EXPECT_EQ(amt_channel_read(channel, &buffer), 0);
-        EXPECT_EQ(buffer.m_length, 4095U);
-        EXPECT_EQ(buffer.m_data_a[4095], 0);
-    });
-}
-
 TEST(Channel, TellsAnEndByACountOf0)
 {
     in_child([] {
@@ -235,17 +221,15 @@ TEST(Channel, TellsAFailureByErrnoAndAddsNothing)
 {
     in_child([] {
         const one_way pipe;
-        const amt_channel_fd wrong_end{pipe.in};
+        (void)close(pipe.out);
         amt_buffer buffer = {};
         buffer.m_length = 3;
         errno = 0;
-        EXPECT_EQ(amt_channel_read(wrong_end, &buffer), -1);
+        EXPECT_EQ(amt_channel_read(pipe.out, &buffer), -1);
         EXPECT_EQ(errno, EBADF);
         EXPECT_EQ(buffer.m_length, 3U);
         (void)signal(SIGPIPE, SIG_IGN);
-        const one_way broken;
-        (void)close(broken.out);
-        EXPECT_EQ(amt_channel_write(amt_channel_fd{broken.in}, "x", 1), -1);
+        EXPECT_EQ(amt_channel_write(pipe.in, "x", 1), -1) << "nobody reads it";
         EXPECT_EQ(errno, EPIPE);
     });
 }

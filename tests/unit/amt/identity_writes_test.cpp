@@ -108,6 +108,8 @@ const line_row k_lines_a[] = {
     {"no channel", "AT^DMPCHN=\r", channel_of(0)},
     {"a channel that is no number", "AT^DMPCHN=x1\r", channel_of(0)},
     {"a channel with something behind it", "AT^DMPCHN=1,2\r", channel_of(1)},
+    {"a channel of 20 digits", "AT^DMPCHN=00000000000000000003\r", channel_of(3)},
+    {"a channel of 22 digits loses two", "AT^DMPCHN=0000000000000000000456\r", channel_of(4)},
     {"a channel is decimal", "AT^DMPCHN=010\r", channel_of(10)},
     {"another line", "ATI\r", {}},
     {"a line in small letters", "at^dmsn=1\r", {}},
@@ -300,6 +302,9 @@ TEST(PendingIdentity, IsTheLinesWhateverTheCommandId)
             set_request("AT^DMPCHN=3\r");
             handle_amt_imei_and_sn(command_id);
             expect_stores({k_old_imei, "LINE", AMT_PENDING_SN, 3}, "also the line of a channel");
+            set_request("AT^DCGSNW=4902\r");
+            handle_amt_imei_and_sn(command_id);
+            expect_stores({"4902", "LINE", AMT_PENDING_IMEI, 3}, "and that of an IMEI");
         });
     }
 }
@@ -313,6 +318,11 @@ TEST(PendingIdentity, OfAMessageIsNotTakenForALineByWhatItsAtomsCarry)
         handle_amt_imei_and_sn(5);
         expect_stores(imei_of("AT^DMSN=1"), "a text search ends at the header's first zero");
     });
+}
+
+TEST(PendingIdentity, IsNoneBeforeTheStart)
+{
+    in_child([] { expect_stores({"", "", AMT_PENDING_NONE, 0}, "nothing is noted"); });
 }
 
 TEST(PendingIdentity, CanBeForgotten)

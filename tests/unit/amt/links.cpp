@@ -34,7 +34,7 @@ links::~links()
 std::vector<std::string> links::arrived(int fd)
 {
     std::vector<std::string> result;
-    byte_vector packet(2 * AMT_MESSAGE_SIZE);
+    byte_vector packet(size_t{AMT_MESSAGE_SIZE} * 2);
     for (ssize_t count = 0; (count = recv(fd, packet.data(), packet.size(), MSG_DONTWAIT)) > 0;) {
         result.push_back(to_hex(byte_vector(packet.begin(), packet.begin() + count)));
     }

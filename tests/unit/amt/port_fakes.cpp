@@ -22,7 +22,7 @@ type take(std::deque<type> &queue, const type &otherwise)
     if (queue.empty()) {
         return otherwise;
     }
-    const type next = queue.front();
+    type next = queue.front();
     queue.pop_front();
     return next;
 }
@@ -45,11 +45,20 @@ void pass(const timespec &time)
     g_fake.clock.tv_nsec += time.tv_nsec;
 }
 
+int count_in(const fd_set &set)
+{
+    int count = 0;
+    for (int fd = 0; fd < FD_SETSIZE; fd++) {
+        count += FD_ISSET(fd, &set) ? 1 : 0;
+    }
+    return count;
+}
+
 // Of the set that is waited for; there is one at a time.
 int wait_for(int fd, fd_set *waited, timeval *left, const waiting &result)
 {
     g_fake.time_outs.push_back(*left);
-    EXPECT_TRUE(FD_ISSET(fd, waited)) << "the port is not waited for";
+    EXPECT_TRUE(FD_ISSET(fd, waited) && count_in(*waited) == 1) << "the port alone is waited for";
     if (result.ready < 0) {
         return static_cast<int>(fail(result.error));
     }

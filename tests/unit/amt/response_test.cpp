@@ -175,7 +175,9 @@ TEST(SendResponse, RefusesAMessageThatSaysItIsLongerThanItsBuffer)
             const links link;
             amt_buffer response = {};
             store_u16_le(response.m_data_a, total);
+            const amt_buffer before = response;
             EXPECT_EQ(amt_handle_send_rsp(AMT_CHANNEL_APP, &response), ERR_INVALID_PARAM) << total;
+            EXPECT_TRUE(same(response, before)) << total;
             EXPECT_THAT(link.at_application(), IsEmpty());
         });
     }
@@ -459,9 +461,12 @@ TEST(PreResponse, GivesTheResultOfItsSending)
     in_child([] {
         const links link;
         amt_buffer response = {};
+        memset(response.m_data_a, 'x', sizeof(response.m_data_a));
         g_fake.write_fails_at = 1;
         g_fake.write_count = 15;
         EXPECT_EQ(amt_handle_send_pre_rsp_for_pc(AMT_CHANNEL_PC, &response), ERR_WRITE_NOT_COMPLETED);
+        EXPECT_TRUE(same(response, buffer_with("aabbccdd0800000002020000764aee1d")))
+            << "nothing is left of the last answer";
         amt_context_clear();
         EXPECT_EQ(amt_handle_send_pre_rsp_for_pc(AMT_CHANNEL_PC, &response), ERR_UNKNOWN);
     });

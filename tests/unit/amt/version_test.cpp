@@ -21,6 +21,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::IsSupersetOf;
+using ::testing::StartsWith;
 
 const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
 const std::string k_failed = "error | -100 - Unknown error | ";
@@ -361,8 +362,11 @@ TEST_F(Version, AnswersTheLineAsText)
     set({{k_display, "KV-2.0.7"}});
     in_child([] {
         const links link;
+        const test_log log;
         handle_context_st.m_response = buffer_with("ffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff");
         EXPECT_EQ(handle_amt_sw_version_at(), ERR_NONE);
+        EXPECT_THAT(log.records(), ElementsAre("func | ", "func | ", "info | getted sw-module: KV-2.0.7", "func | ",
+                                               StartsWith("data | send PC rsp data: (data len = 26) 0D0A5E44")));
         EXPECT_THAT(link.at_station(), ElementsAre(hex_of("\r\n^DSVER: KV-2.0.7\r\n\r\nOK\r\n")));
         EXPECT_TRUE(is_clear(handle_context_st.m_response));
     });

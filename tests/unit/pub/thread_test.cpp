@@ -277,23 +277,33 @@ void look_around()
 
 void sleep_for_ever()
 {
+    g_started.m_tid = gettid();
     for (;;) {
         pub_util_sleep_seconds(1000);
     }
 }
 
-size_t threads_of_this_process()
-{
-    const std::filesystem::directory_iterator threads("/proc/self/task");
-    return static_cast<size_t>(std::distance(begin(threads), end(threads)));
-}
-
 template <typename condition_type>
 void await(const condition_type &condition)
 {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!condition()) {
-        std::this_thread::yield();
+        ASSERT_LT(std::chrono::steady_clock::now(), limit) << "waited in vain";
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+}
+
+// Until the worker has told its number.
+void await_begin()
+{
+    await([] { return g_started.m_tid != 0; });
+}
+
+// Until the thread with that number is gone.
+void await_end()
+{
+    const std::string thread = "/proc/self/task/" + std::to_string(g_started.m_tid);
+    await([&thread] { return !std::filesystem::exists(thread); });
 }
 
 TEST(StartThread, RunsTheBodyOnADetachedThreadOfItsOwn)
@@ -303,13 +313,13 @@ TEST(StartThread, RunsTheBodyOnADetachedThreadOfItsOwn)
         ASSERT_EQ(pub_util_start_thread(&g_started.m_handle, look_around), 0);
         const pthread_t handle = g_started.m_handle;
         EXPECT_NE(handle, 0U) << "the handle is there when the start returns";
-        await([] { return g_started.m_tid != 0; });
+        await_begin();
         EXPECT_EQ(handle, g_started.m_self);
         EXPECT_NE(g_started.m_tid, gettid());
         EXPECT_EQ(g_started.m_detach_state, PTHREAD_CREATE_DETACHED);
         EXPECT_FALSE(g_started.m_is_done) << "nobody has waited for its end";
         g_started.m_may_go_on = true;
-        await([] { return threads_of_this_process() == 1; });
+        await_end();
         EXPECT_TRUE(g_started.m_is_done);
     });
 }
@@ -319,11 +329,12 @@ TEST(StartThread, LetsTheWorkerBeEndedAtOnce)
     in_child([] {
         pub_util_block_ending_signals();
         for (int i = 0; i < 20; i++) {
-            pub_util_thread handle{0};
-            ASSERT_EQ(pub_util_start_thread(&handle, sleep_for_ever), 0);
-            EXPECT_EQ(pub_util_kill_thread(&handle), ERR_NONE);
-            EXPECT_EQ(handle, 0U);
-            await([] { return threads_of_this_process() == 1; }); // it has really ended, and only it
+            g_started.m_tid = 0;
+            ASSERT_EQ(pub_util_start_thread(&g_started.m_handle, sleep_for_ever), 0);
+            EXPECT_EQ(pub_util_kill_thread(&g_started.m_handle), ERR_NONE);
+            EXPECT_EQ(g_started.m_handle, 0U);
+            await_begin(); // it ends in its wait, and nowhere before
+            await_end();
         }
     });
 }
@@ -347,7 +358,7 @@ TEST(StartThread, GivesTheErrorWhenThereIsNoThread)
         g_fake.pthread_create_result = EAGAIN;
         EXPECT_EQ(pub_util_start_thread(&g_started.m_handle, look_around), EAGAIN);
         EXPECT_EQ(g_started.m_handle, 0U);
-        EXPECT_EQ(threads_of_this_process(), 1U);
+        EXPECT_EQ(g_started.m_tid, 0) << "nothing ran";
     });
 }
 
