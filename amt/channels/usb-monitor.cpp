@@ -20,7 +20,7 @@ namespace {
 constexpr int k_receive_buffer = 1024; // bytes, the socket's
 constexpr size_t k_event_max = 2048;
 constexpr uint32_t k_kernel_group = 1;
-constexpr int k_look_interval_ms = 100;
+constexpr uint32_t k_look_interval_ms = 100;
 
 // The socket of the kernel's events, or -1.
 int open_socket()
@@ -51,7 +51,7 @@ bool wait_event(int fd)
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(fd, &readable);
-    timeval left = {0, k_look_interval_ms * 1000};
+    timeval left = {0, suseconds_t{k_look_interval_ms} * 1000};
     const int ready = pub_util_select(fd + 1, &readable, nullptr, &left);
     if (ready < 0) {
         pub_util_sleep_ms(k_look_interval_ms);

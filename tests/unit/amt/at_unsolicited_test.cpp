@@ -59,6 +59,16 @@ TEST(DisableUnsolicited, RefusesAClosedPort)
     }
 }
 
+TEST(DisableUnsolicited, TakesEveryDescriptorFrom1On)
+{
+    in_child([] {
+        g_fake.descriptors.insert(1);
+        modem_says({"\r\nOK\r\n"});
+        EXPECT_EQ(disable_unsolicited_code(1), ERR_NONE);
+        EXPECT_THAT(g_fake.written, ElementsAre(k_disable));
+    });
+}
+
 TEST(DisableUnsolicited, SendsItsCommandInOneWrite)
 {
     in_child([] {
