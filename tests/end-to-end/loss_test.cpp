@@ -1,5 +1,6 @@
 // How the service ends, or goes on, when it loses a channel or its cable.
 #include <algorithm>
+#include <atomic>
 #include <thread>
 
 #include "tests/end-to-end/station_handset.h"
@@ -34,15 +35,19 @@ TEST_F(Loss, OfTheStationsPortEndsTheService)
 TEST_F(Loss, OfTheStationsPortWhileTheModemTalksEndsTheService)
 {
     const emulator::process service = start_reading();
+    std::atomic<bool> has_ended{false};
     std::thread modem([&] {
-        try {
-            m_modem.write(std::string(1000000, 'x'));
-        } catch (const std::runtime_error &) { // nobody takes it any more
+        while (!has_ended) {
+            try {
+                m_modem.write(std::string(1000, 'x'), std::chrono::milliseconds(50));
+            } catch (const std::runtime_error &) { // nobody takes it any more
+            }
         }
     });
     (void)m_station.read_exactly(10000);
     m_station.hang_up();
     expect_clean_end(service);
+    has_ended = true;
     modem.join();
 }
 
