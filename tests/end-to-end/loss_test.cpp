@@ -74,6 +74,30 @@ TEST_F(Loss, OfTheStationsPortIsFollowedByTheReleaseInItsOrder)
     EXPECT_EQ(first->thread_id, modem_reader);
 }
 
+TEST_F(Loss, ByASignalEndsTheWorkersInTheirOrder)
+{
+    const emulator::process service = start_reading();
+    EXPECT_TRUE(service.signal(SIGTERM));
+    expect_clean_end(service);
+    std::vector<long> expected;
+    std::vector<long> ended;
+    const std::vector<emulator::log_record> records = m_handset.log_records();
+    for (const char *body : {"amt_handle_read_modem_loop", "amt_handle_read_pc_loop", "amt_handle_monitor_usb_loop"}) {
+        for (const emulator::log_record &record : records) {
+            if (record.level == "func" && record.function == body) {
+                expected.push_back(record.thread_id);
+            }
+        }
+    }
+    for (const emulator::log_record &record : records) {
+        if (record.text.find(" will be end") != std::string::npos) {
+            ended.push_back(record.thread_id);
+        }
+    }
+    EXPECT_EQ(expected.size(), 3U);
+    EXPECT_EQ(ended, expected);
+}
+
 TEST_F(Loss, OfTheModemsPortIsToldUntilAStationWantsIt)
 {
     const emulator::process service = start_reading();

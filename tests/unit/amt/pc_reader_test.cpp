@@ -174,6 +174,16 @@ TEST(PcReader, KnowsAProbeByItsFirstAndItsSecondThreeBytes)
     }
 }
 
+TEST(PcReader, LeavesNothingOfALongProbeBehindTheLockLine)
+{
+    in_child([] {
+        reader reader;
+        reader.read({data("AT\rxAT\rxxxxAT^DSVER\r")});
+        EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_modem, k_lock}))
+            << "and no line of the handset's is found in it";
+    });
+}
+
 TEST(PcReader, SetsTheModemsSerialLineBackForASingleProbeOnly)
 {
     struct row {
