@@ -39,8 +39,9 @@ int32_t amt_open_modem_port()
 
 void amt_set_modem_line(int32_t baud_rate)
 {
-    if (strncmp(amt_cfg_st.m_tty_modem_a, k_serial_prefix, sizeof(k_serial_prefix) - 1) == 0) {
-        pub_util_set_serial_dev_attr(handle_context_st.m_fd_modem, static_cast<uint32_t>(baud_rate));
+    const int fd = handle_context_st.m_fd_modem; // the modem reader may be closing it
+    if (fd > 0 && strncmp(amt_cfg_st.m_tty_modem_a, k_serial_prefix, sizeof(k_serial_prefix) - 1) == 0) {
+        pub_util_set_serial_dev_attr(fd, static_cast<uint32_t>(baud_rate));
     }
 }
 

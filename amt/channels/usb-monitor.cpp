@@ -86,8 +86,12 @@ void watch(int fd)
             continue;
         }
         const ssize_t count = pub_util_read(fd, event, k_event_max);
+        if (count < 0) {
+            (void)log_sys_error("read"); // in a burst the socket has no room for every event, and says so once
+            pub_util_sleep_ms(k_look_interval_ms);
+        }
         if (count <= 0) {
-            continue; // what the socket had no room for is lost, the next event tells the state again
+            continue;
         }
         event[count] = '\0';
         amt_handle_usb_event(event, static_cast<size_t>(count));
