@@ -2,7 +2,6 @@
 // then on it waits, and takes the signals that end the service.
 #include <fcntl.h>
 #include <signal.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include "amt/channels/release.h"
 #include "amt/channels/start-up.h"
 #include "amt/run-mode.h"
+#include "pub/base/console.h"
 #include "pub/base/wait.h"
 #include "pub/log/log_client.h"
 #include "pub/util/util.h"
@@ -88,10 +88,10 @@ void start_log()
 int32_t configure_and_initialise(const amt_run_mode &mode)
 {
     int32_t result = amt_cfg_init(mode.m_config_file_a);
-    printf("[%s]config over result=%d\n", AMT_PROCESS_NAME, result);
+    pub_util_print("[%s]config over result=%d\n", AMT_PROCESS_NAME, result);
     if (result == ERR_NONE) {
         result = amt_handle_init(mode.m_platform_flag);
-        printf("[%s]init over result=%d\"\n", AMT_PROCESS_NAME, result); // the stray quote is looked for, keep
+        pub_util_print("[%s]init over result=%d\"\n", AMT_PROCESS_NAME, result); // the stray quote is looked for, keep
     }
     return result;
 }
@@ -109,11 +109,11 @@ int main(int argc, char *argv[])
     if (!amt_parse_options(argc, argv, &exit_status)) {
         return exit_status;
     }
-    printf("g_usb_activate:%d.\n", g_usb_activate);
+    pub_util_print("g_usb_activate:%d.\n", g_usb_activate);
     amt_run_mode mode = {};
     amt_choose_run_mode(&mode);
     if (is_already_running(mode)) {
-        printf("%s already run.\n", AMT_PROCESS_NAME);
+        pub_util_print("%s already run.\n", AMT_PROCESS_NAME);
         return 0;
     }
     start_log();

@@ -4,6 +4,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "pub/base/console.h"
 #include "pub/log/log_directory.h"
 #include "pub/util/util.h"
 
@@ -32,12 +33,12 @@ void choose_by_directory(amt_run_mode *mode)
 {
     char directory[256] = "";
     (void)pub_util_get_process_path(directory, sizeof(directory)); // an unknown one is not the platform's
-    printf("[%s]command path is \"%s\"\n", AMT_PROCESS_NAME, directory);
+    pub_util_print("[%s]command path is \"%s\"\n", AMT_PROCESS_NAME, directory);
     if (strstr(directory, "/system/bin") != nullptr) {
         mode->m_text = k_normal_text;
         mode->m_platform_flag = 1;
     }
-    printf("[%s]run under %s \n", AMT_PROCESS_NAME, mode->m_text);
+    pub_util_print("[%s]run under %s \n", AMT_PROCESS_NAME, mode->m_text);
     if (mode->m_platform_flag == 1) {
         fill_platform_paths(mode);
         return;
@@ -52,13 +53,13 @@ void choose_by_directory(amt_run_mode *mode)
 int prompt_usage(const char *program)
 {
     if (program == nullptr) {
-        printf("%s(L%d)invalid parameter\n", "prompt_usage", k_usage_line);
+        pub_util_print("%s(L%d)invalid parameter\n", "prompt_usage", k_usage_line);
         return -1;
     }
-    printf("\nUsage: %s [OPTION]\n"
-           "  -h                     Display this help and exit.\n"
-           "  -u                     For usb-insert-enter-amt.\n\n",
-           program);
+    pub_util_print("\nUsage: %s [OPTION]\n"
+                   "  -h                     Display this help and exit.\n"
+                   "  -u                     For usb-insert-enter-amt.\n\n",
+                   program);
     return 0;
 }
 
@@ -95,6 +96,6 @@ void amt_choose_run_mode(amt_run_mode *mode)
     } else {
         choose_by_directory(mode);
     }
-    printf("[%s]config file is \"%s\"\n            pid file is \"%s\"\n", AMT_PROCESS_NAME, mode->m_config_file_a,
-           mode->m_pid_file_a);
+    pub_util_print("[%s]config file is \"%s\"\n            pid file is \"%s\"\n", AMT_PROCESS_NAME,
+                   mode->m_config_file_a, mode->m_pid_file_a);
 }

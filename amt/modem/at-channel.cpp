@@ -1,11 +1,11 @@
 #include "amt/modem/at-channel.h"
 
 #include <errno.h>
-#include <stdio.h>
 #include <string.h>
 
 #include "amt/amt-cfg.h"
 #include "amt/run-mode.h"
+#include "pub/base/console.h"
 #include "pub/base/wait.h"
 
 #define LOG_MODULE "amt/amt-handle"
@@ -68,13 +68,13 @@ amt_at_record g_at_rsp_buf;
 int32_t write_at(const char *text, uint32_t length)
 {
     log_func();
-    printf("[%s:L%d]write_at: %s\n", AMT_PROCESS_NAME, __LINE__, text == nullptr ? "(null)" : text);
+    pub_util_print("[%s:L%d]write_at: %s\n", AMT_PROCESS_NAME, __LINE__, text == nullptr ? "(null)" : text);
     if (text == nullptr || length == 0) {
         return log_error(ERR_INVALID_PARAM, "%d, %d", text == nullptr, length == 0);
     }
     const ssize_t written = amt_channel_write(handle_context_st.m_fd_at, text, length);
     const int error = errno;
-    printf("[%s]write_at return:%d\n", AMT_PROCESS_NAME, static_cast<int>(written));
+    pub_util_print("[%s]write_at return:%d\n", AMT_PROCESS_NAME, static_cast<int>(written));
     log_info("write_at write_len[%d]", static_cast<int>(written));
     if (written < 0 && (g_at_dev_not_opened == 1 || error != EIO)) {
         return log_error(ERR_UNKNOWN, "write_at ret_val[%d]", ERR_UNKNOWN);
@@ -97,11 +97,11 @@ int32_t read_at(char *text, uint32_t room, uint32_t *read_length)
         return log_error(ERR_INVALID_PARAM, "%d, %d, %d", text == nullptr, room == 0, read_length == nullptr);
     }
     *read_length = 0;
-    printf("[%s]read_at\n", AMT_PROCESS_NAME);
+    pub_util_print("[%s]read_at\n", AMT_PROCESS_NAME);
     const ssize_t count = read_from_port(text, room);
     const int error = errno;
     const int shown = count < 0 ? 0 : static_cast<int>(count);
-    printf("[%s]read_at return:%.*s\n", AMT_PROCESS_NAME, shown, text);
+    pub_util_print("[%s]read_at return:%.*s\n", AMT_PROCESS_NAME, shown, text);
     log_info("read_at read_len_ptr[%d] buf_ptr[%.*s]", static_cast<int>(count), shown, text);
     if (count >= 0) {
         *read_length = static_cast<uint32_t>(count);

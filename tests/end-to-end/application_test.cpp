@@ -1,7 +1,11 @@
 // What the handset's own application sees of the service: a path that it opens like a serial port, and an answer to
 // whatever it asks.
+#include <errno.h>
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "station/message.h"
@@ -10,6 +14,7 @@
 namespace {
 
 using ::testing::Contains;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -251,12 +256,28 @@ TEST_F(Application, SendingGarbageIsAnsweredAgainAfterIt)
     (void)end(service);
 }
 
-TEST_F(Application, SeesTheServiceStartWhateverLiesAtItsPath)
+TEST_F(Application, MeetsAFullConsoleThatDoesNotKeepTheServiceFromEnding)
 {
-    m_handset.files.write(k_path, "a stale file");
-    const emulator::process service = start_up();
-    EXPECT_THAT(m_handset.files.read_link(k_path), StartsWith("/dev/pts/"));
-    (void)end(service);
+    constexpr char k_console[] = "/handset/console"; // a pipe that is held open and never read
+    const std::filesystem::path pipe = m_handset.files.host_path(k_console);
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const emulator::descriptor console(open(pipe.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    emulator::program service_with_console = emulator::service();
+    service_with_console.arguments = {"-c", std::string("exec /system/bin/kv-zep-amt > ") + k_console};
+    service_with_console.path = "/system/bin/sh";
+    const emulator::process service = start_up(service_with_console);
+    while (write(console.get(), "x", 1) == 1) {
+    }
+    EXPECT_EQ(errno, EAGAIN) << "it is full";
+    emulator::tty app = open_app();
+    app.write(station::message(0xE8).with_int(159, 1).encode());
+    emulator::wait_until("the first console line of the request", [this] {
+        const std::vector<std::string> functions = entered(m_handset.log_records());
+        return std::find(functions.begin(), functions.end(), "write_at") != functions.end();
+    });
+    EXPECT_TRUE(service.signal(SIGTERM));
+    EXPECT_EQ(service.wait(), emulator::exited(0));
+    EXPECT_THAT(m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
 }
 
 } // namespace
