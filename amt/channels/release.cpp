@@ -28,6 +28,14 @@ void end_workers()
     }
 }
 
+void close_channel(const char *name, amt_channel_fd *channel)
+{
+    if (amt_channel_is_open(*channel)) {
+        log_info("close %s[%d]", name, channel->load());
+    }
+    amt_channel_close(channel);
+}
+
 } // namespace
 
 bool amt_handle_claim_deinit()
@@ -40,9 +48,9 @@ int32_t amt_handle_deinit()
     log_func();
     end_workers();
     const int32_t result = pub_pty_close(&handle_context_st.m_pty);
-    amt_channel_close(&handle_context_st.m_fd_pc);
-    amt_channel_close(&handle_context_st.m_fd_at);
-    amt_channel_close(&handle_context_st.m_fd_modem);
+    close_channel("m_fd_pc", &handle_context_st.m_fd_pc);
+    close_channel("m_fd_at", &handle_context_st.m_fd_at);
+    close_channel("m_fd_modem", &handle_context_st.m_fd_modem);
     deleteTimer(&g_usbEnumTimer);
     deleteTimer(&g_handShakeTimer);
     return result;

@@ -22,9 +22,17 @@ const timer_t k_no_timer = (timer_t)-1; // NOLINT(google-readability-casting): l
 sem_t g_timer_semaphore;
 bool g_is_prepared = false;
 
+// A start that fails before there is a semaphore deletes timers as well; it does so alone.
 void wait_semaphore()
 {
-    while (sem_wait(&g_timer_semaphore) != 0) { // interrupted
+    while (g_is_prepared && sem_wait(&g_timer_semaphore) != 0) { // interrupted
+    }
+}
+
+void post_semaphore()
+{
+    if (g_is_prepared) {
+        (void)sem_post(&g_timer_semaphore); // fails on a count that is too high only
     }
 }
 
@@ -41,9 +49,6 @@ void amt_prepare_timers()
 void deleteTimer(timer_t *timer)
 {
     log_func();
-    if (!g_is_prepared) {
-        return; // a start that came to nothing before there could be a timer
-    }
     wait_semaphore();
     if (*timer != k_no_timer) {
         log_info("delete timer.timerId:%d.", number_of(*timer));
@@ -51,5 +56,5 @@ void deleteTimer(timer_t *timer)
         *timer = k_no_timer;
     }
     log_info("deleteTimer success, timerId[%d]", number_of(*timer));
-    (void)sem_post(&g_timer_semaphore);
+    post_semaphore();
 }

@@ -93,6 +93,9 @@ void __wrap__Z22pub_util_sleep_secondsj(uint32_t seconds)
 
 int __wrap__Z21pub_util_start_threadPSt6atomicImEPFvvE(pub_util_thread *handle, void (*body)())
 {
+    if (g_fake.on_thread) {
+        g_fake.on_thread();
+    }
     if (g_fake.thread_fails_at > 0 && --g_fake.thread_fails_at == 0) {
         return EAGAIN;
     }

@@ -58,7 +58,8 @@ struct channel_fakes {
     std::function<void()> on_sleep; // a sleep of milliseconds
     std::vector<uint32_t> slept_seconds;
 
-    int thread_fails_at = 0; // the n-th worker from now, 1 is the next one
+    int thread_fails_at = 0;         // the n-th worker from now, 1 is the next one
+    std::function<void()> on_thread; // the start of a worker, whether it succeeds or not
     std::vector<void (*)()> started;
 
     std::vector<std::string> lines; // "fd, baud" of each serial line that was set

@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string.h>
 
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
@@ -51,6 +52,26 @@ TEST(ModemReader, HandsOnWhatItReadsAsItReadsIt)
         EXPECT_THAT(reader.records(), Contains("info | read_modem_loop, read ready, m_fd_modem=1002").Times(4));
         EXPECT_THAT(reader.records(), Contains("data | receive Modem data: (data len = 6) 0D0A4F4B0D0A"));
         EXPECT_THAT(reader.records(), Contains("info | write to pc, m_buf_len=6, write_len=6"));
+    });
+}
+
+TEST(ModemReader, ForgetsWhatWasLeftFromBefore)
+{
+    in_child([] {
+        modem_reader reader;
+        amt_buffer &relay = handle_context_st.m_modem_relay;
+        memset(relay.m_data_a, 0xFF, sizeof(relay.m_data_a));
+        relay.m_length = 9;
+        g_fake.on_read = [&relay] {
+            const amt_buffer empty = {};
+            EXPECT_EQ(memcmp(&relay, &empty, sizeof(empty)), 0);
+            if (!g_fake.rooms.empty()) {
+                handle_context_st.m_fd_pc = 0;
+            }
+        };
+        reader.read({data("new"), nothing()});
+        EXPECT_THAT(g_fake.rooms, ElementsAre(4095, 4095));
+        EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_pc, "new"}));
     });
 }
 

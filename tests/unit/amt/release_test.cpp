@@ -4,13 +4,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <signal.h>
+#include <stdint.h>
 #include <string.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "amt/channels/timers.h"
 #include "amt/core/context.h"
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
@@ -18,7 +24,9 @@
 
 namespace {
 
+using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 TEST(Release, IsClaimedByExactlyOneThread)
 {
@@ -39,6 +47,20 @@ TEST(Release, IsClaimedByExactlyOneThread)
 bool is_open(int fd)
 {
     return fcntl(fd, F_GETFD) >= 0;
+}
+
+// The records of a log that begin with any of these.
+std::vector<std::string> records_of(const test_log &log, const std::vector<std::string> &beginnings)
+{
+    std::vector<std::string> result;
+    for (const std::string &record : log.records()) {
+        for (const std::string &beginning : beginnings) {
+            if (record.compare(0, beginning.size(), beginning) == 0) {
+                result.push_back(record);
+            }
+        }
+    }
+    return result;
 }
 
 TEST(Release, ClosesEveryChannelThatIsOpen)
@@ -64,12 +86,14 @@ TEST(Release, ClosesEveryChannelThatIsOpen)
 TEST(Release, LeavesChannelsAloneThatAreNotOpen)
 {
     in_child([] {
+        const test_log log;
         amt_context_clear();
         handle_context_st.m_fd_modem = AMT_CHANNEL_OPENING;
         EXPECT_TRUE(is_open(STDIN_FILENO));
         EXPECT_EQ(amt_handle_deinit(), -1);
         EXPECT_EQ(amt_handle_deinit(), -1) << "and can be repeated";
         EXPECT_TRUE(is_open(STDIN_FILENO)) << "descriptor 0 is nobody's channel";
+        EXPECT_THAT(records_of(log, {"info | close "}), IsEmpty());
     });
 }
 
@@ -85,6 +109,56 @@ TEST(Release, ClosesThePseudoTerminal)
         EXPECT_EQ(amt_handle_deinit(), ERR_NONE);
         EXPECT_FALSE(is_open(fd));
         EXPECT_EQ(pty.m_ptm_fd, -1);
+    });
+}
+
+// A timer that never tells. Returns how the log calls it.
+std::string make_timer(timer_t *timer)
+{
+    sigevent nothing = {};
+    nothing.sigev_notify = SIGEV_NONE;
+    EXPECT_EQ(timer_create(CLOCK_REALTIME, &nothing, timer), 0);
+    return std::to_string(reinterpret_cast<intptr_t>(*timer));
+}
+
+TEST(Release, TakesOneStepBehindTheOther)
+{
+    in_child([] {
+        const test_log log;
+        amt_context_clear();
+        pub_pty &pty = handle_context_st.m_pty;
+        strcpy(pty.m_pts_mapping_name_a, "/tmp/none");
+        pty.m_ptm_fd = open("/dev/null", O_RDWR);
+        std::vector<std::string> expected = {"info | pub_pty_close pub_pty_delete_mapping ret_val[0]"};
+        const std::pair<const char *, amt_channel_fd *> channels_a[] = {{"m_fd_pc", &handle_context_st.m_fd_pc},
+                                                                        {"m_fd_at", &handle_context_st.m_fd_at},
+                                                                        {"m_fd_modem", &handle_context_st.m_fd_modem}};
+        for (const auto &[name, channel] : channels_a) {
+            channel->store(open("/dev/null", O_RDWR));
+            expected.push_back(std::string("info | close ") + name + "[" + std::to_string(channel->load()) + "]");
+        }
+        const std::string handshake = make_timer(&g_handShakeTimer); // first, so that its number is not in the way
+        const std::string enumeration = make_timer(&g_usbEnumTimer);
+        EXPECT_NE(enumeration, handshake);
+        expected.push_back("info | delete timer.timerId:" + enumeration + ".");
+        expected.push_back("info | delete timer.timerId:" + handshake + ".");
+        EXPECT_EQ(amt_handle_deinit(), ERR_NONE);
+        EXPECT_THAT(records_of(log, {"info | pub_pty_close ", "info | close ", "info | delete timer"}),
+                    ElementsAreArray(expected));
+    });
+}
+
+TEST(Release, TellsOfTheChannelsThatItClosesOnly)
+{
+    in_child([] {
+        const test_log log;
+        amt_context_clear();
+        const int fd = open("/dev/null", O_RDWR);
+        handle_context_st.m_fd_at = fd;
+        EXPECT_EQ(amt_handle_deinit(), -1);
+        EXPECT_EQ(amt_handle_deinit(), -1);
+        EXPECT_THAT(records_of(log, {"info | close "}),
+                    ElementsAreArray({"info | close m_fd_at[" + std::to_string(fd) + "]"}));
     });
 }
 

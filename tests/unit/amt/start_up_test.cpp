@@ -298,6 +298,7 @@ TEST(StartUp, OfTheStationsArrangementFailsWithTheStationsTty)
 {
     in_child([] {
         const start start({0});
+        g_usb_state = AMT_USB_CONFIGURED;
         EXPECT_EQ(amt_handle_init(0), ERR_C_FUNCTION);
         EXPECT_THAT(g_fake.open_calls, ElementsAre("/dev/ttyGS0, 2, 60, 1000"));
         EXPECT_THAT(g_fake.slept_seconds, ElementsAre(1)) << "all the same";
@@ -310,7 +311,9 @@ TEST(StartUp, OfTheStationsArrangementFailsWithTheModemsTty)
 {
     in_child([] {
         const start start({k_fd_pc, 0});
+        g_usb_state = AMT_USB_DISCONNECTED;
         EXPECT_EQ(amt_handle_init(0), ERR_C_FUNCTION);
+        EXPECT_EQ(g_usb_state, AMT_USB_UNKNOWN);
         EXPECT_EQ(handle_context_st.m_fd_pc, 0) << "closed again";
         EXPECT_THAT(g_fake.started, IsEmpty());
         EXPECT_THAT(g_fake.lines, IsEmpty());
@@ -334,6 +337,19 @@ TEST(StartUp, OfTheStationsArrangementTakesAllBackWhenAWorkerCannotBeStarted)
             EXPECT_THAT(start.records(),
                         Contains("error | -118 - Call C function unsuccessfully | pthread_create(): 11 - "
                                  "Resource temporarily unavailable"));
+        });
+    }
+}
+
+TEST(StartUp, OfTheStationsArrangementForgetsTheCableWhenAWorkerCannotBeStarted)
+{
+    for (int n = 1; n <= 3; n++) {
+        in_child([n] {
+            const start start({k_fd_pc, k_fd_modem});
+            g_fake.thread_fails_at = n;
+            g_fake.on_thread = [] { g_usb_state = AMT_USB_CONFIGURED; };
+            EXPECT_EQ(amt_handle_init(0), ERR_C_FUNCTION);
+            EXPECT_EQ(g_usb_state, AMT_USB_UNKNOWN) << "worker " << n;
         });
     }
 }
