@@ -19,21 +19,13 @@ constexpr char k_other_chip[] = "kv7101";
 char g_misc_library_a[512];
 char g_audio_library_a[512]; // told in the log, loaded by others
 
-// The misc library for as long as it lives.
+// The misc library from now until it is unloaded; one that lacks an entry stays loaded.
 class misc_library {
   public:
     misc_library()
         : m_handle(dlopen(g_misc_library_a, RTLD_LAZY))
     {
     }
-    ~misc_library()
-    {
-        if (m_handle != nullptr) {
-            (void)dlclose(m_handle); // nothing to be done about it here
-        }
-    }
-    misc_library(const misc_library &) = delete;
-    misc_library &operator=(const misc_library &) = delete;
 
     // The entry of that name; null, and logged, when it or the library is missing.
     template <typename entry_type>
@@ -45,6 +37,13 @@ class misc_library {
             (void)log_error(ERR_C_FUNCTION, "call dlopen fail: - %s", reason == nullptr ? name : reason);
         }
         return reinterpret_cast<entry_type>(entry);
+    }
+
+    // Behind a call of an entry that was found.
+    void unload()
+    {
+        (void)dlclose(m_handle); // nothing to be done about it here
+        m_handle = nullptr;
     }
 
   private:
@@ -80,7 +79,7 @@ int32_t amt_usb_charge_ctrl(int32_t type)
     if (type < 0) {
         return log_error(ERR_INVALID_PARAM, "parameter type(%d) is not valid.", type);
     }
-    const misc_library library;
+    misc_library library;
     const auto enable = library.find<amt_usb_charger_enable_fn>("amt_usb_charger_enable");
     if (enable == nullptr) {
         return ERR_C_FUNCTION;
@@ -88,6 +87,7 @@ int32_t amt_usb_charge_ctrl(int32_t type)
     log_info("will call amt_usb_charger_enable.");
     const int32_t result = enable(type);
     log_info("stop call amt_usb_charger_enable. return value:%d.", result);
+    library.unload();
     if (result == 0) {
         log_info("amt_usb_charger_enable return OK.");
     }

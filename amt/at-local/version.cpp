@@ -117,6 +117,11 @@ int32_t get_ap_sw_version(char *output, uint32_t *length)
     }
     log_info("getted sw-module: %s", text);
     *length = static_cast<uint32_t>(strlen(text));
+    if (*length > AMT_VERSION_SIZE) { // a guard: the text is shorter
+        log_warning("buf's len(%d) is smaller than sw's len(%d). data will be discard", AMT_VERSION_SIZE,
+                    static_cast<int>(*length));
+        *length = AMT_VERSION_SIZE;
+    }
     memcpy(output, text, *length);
     return ERR_NONE;
 }
@@ -143,13 +148,10 @@ int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, am
     if (module->m_source == version_source::modem) {
         return ERR_NOT_FOUND;
     }
-    int32_t result = amt_handle_send_pre_rsp_for_pc(AMT_CHANNEL_PC, response);
-    if (result != ERR_NONE) {
-        return result;
-    }
+    (void)amt_handle_send_pre_rsp_for_pc(AMT_CHANNEL_PC, response); // told in the log; the answer may still arrive
     amt_handle_begin_rsp(response, k_response_id);
     (void)amt_message_append_int(response->m_data_a, k_type_atom, static_cast<uint32_t>(type));
-    result = append_version(*module, response);
+    const int32_t result = append_version(*module, response);
     if (result != ERR_NONE) {
         return result;
     }

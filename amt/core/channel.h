@@ -23,7 +23,8 @@ inline bool amt_channel_is_open(const amt_channel_fd &channel)
 
 // Opens a tty read-write, closing first what the channel holds; tries `attempts` times, one second apart, waits in
 // which the calling thread can be ended. 0 or the negative code of the open, with the channel closed. One thread at a
-// time.
+// time. A thread that reads the channel meanwhile may be late by one read: of what it took for the channel, or, as the
+// new descriptor is the lowest that is free, of the new one.
 [[nodiscard]] int32_t amt_channel_open(amt_channel_fd *channel, const char *path, uint32_t attempts);
 
 // Closes a channel, if it is open. Any thread: of several that close it, one does.

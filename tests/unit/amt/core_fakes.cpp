@@ -69,6 +69,7 @@ void *__real_dlopen(const char *path, int flags);
 void *__wrap_dlopen(const char *path, int flags)
 {
     g_fake.loaded.emplace_back(path);
+    g_fake.load_flags.push_back(flags);
     return __real_dlopen(g_fake.has_no_library ? "/no/such/library" : MISC_LIBRARY, flags);
 }
 
@@ -86,6 +87,9 @@ int __real_dlclose(void *library);
 int __wrap_dlclose(void *library)
 {
     g_fake.unloaded++;
+    if (g_fake.on_unload) {
+        g_fake.on_unload();
+    }
     return __real_dlclose(library);
 }
 

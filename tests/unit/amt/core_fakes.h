@@ -21,7 +21,9 @@ struct core_fakes {
     bool has_no_entry = false;            // or does not have what is looked for
     bool has_no_reason = false;           // and the loader does not say why
     std::vector<std::string> loaded;      // paths of the libraries that were asked for
+    std::vector<int> load_flags;          // how they were
     std::vector<std::string> looked_up;   // names of the entries
     int unloaded = 0;                     // how many libraries
+    std::function<void()> on_unload;      // happens before each of them
 };
 extern core_fakes g_fake;

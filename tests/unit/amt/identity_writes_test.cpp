@@ -1,15 +1,21 @@
 #include "amt/identity/identity-writes.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "amt/channels/pc-dispatch.h"
 #include "amt/core/context.h"
+#include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
+#include "tests/unit/amt/links.h"
 
 namespace {
 
@@ -307,6 +313,38 @@ TEST(PendingIdentity, IsTheLinesWhateverTheCommandId)
             expect_stores({"4902", "LINE", AMT_PENDING_IMEI, 3}, "and that of an IMEI");
         });
     }
+}
+
+// How often a request of the station is looked at for what it writes, by the entries into the function.
+size_t count_looks(const std::string &request_hex)
+{
+    const test_log log;
+    amt_context_clear();
+    std::fill(std::begin(handle_context_st.m_handle_pc_func_a), std::end(handle_context_st.m_handle_pc_func_a),
+              [](uint8_t, const amt_buffer *, amt_buffer *) { return ERR_NONE; });
+    handle_context_st.m_fd_modem = open("/dev/null", O_WRONLY); // where goes what nobody handles
+    handle_context_st.m_request = buffer_with(request_hex);
+    EXPECT_EQ(handle_amt_pc_req(), ERR_NONE);
+    const std::string entry = "| handle_amt_imei_and_sn ";
+    const std::string text = log.text();
+    size_t count = 0;
+    for (size_t at = text.find(entry); at != std::string::npos; at = text.find(entry, at + 1)) {
+        count++;
+    }
+    return count;
+}
+
+TEST(PendingIdentity, IsLookedForInTheCommandsThatWriteOneAndInLines)
+{
+    for (int id = 0; id <= 255; id++) {
+        in_child([id] {
+            const auto byte = static_cast<uint8_t>(id);
+            const std::string message = "0600bb" + hex_of(std::string(1, static_cast<char>(byte))) + "0000";
+            const bool is_one = std::find(std::begin(k_ids_a), std::end(k_ids_a), byte) != std::end(k_ids_a);
+            EXPECT_EQ(count_looks(enveloped(message)), is_one ? 1U : 0U) << "command " << id;
+        });
+    }
+    in_child([] { EXPECT_EQ(count_looks(hex_of("ATI\r")), 1U); });
 }
 
 TEST(PendingIdentity, OfAMessageIsNotTakenForALineByWhatItsAtomsCarry)

@@ -337,19 +337,30 @@ TEST_F(Version, IsNotToldForBadArguments)
     }
 }
 
-TEST_F(Version, GivesTheResultOfEachSending)
+TEST_F(Version, IsToldEvenWhenThePreResponseIsNot)
 {
     in_child([] {
         const links link;
+        const test_log log;
         g_fake.write_fails_at = 1;
         g_fake.write_error = EIO;
         const amt_buffer request = buffer_with(request_hex(1));
         amt_buffer response = {};
-        EXPECT_EQ(handle_amt_pc_req_version(AMT_CHANNEL_PC, &request, &response), ERR_C_FUNCTION);
-        EXPECT_THAT(link.at_station(), IsEmpty()) << "no answer without its pre-response";
+        EXPECT_EQ(handle_amt_pc_req_version(AMT_CHANNEL_PC, &request, &response), ERR_NONE);
+        EXPECT_THAT(link.at_station(), ElementsAre(enveloped(fixed_answer(1))));
+        EXPECT_TRUE(is_clear(response));
+        EXPECT_THAT(log.records(), Contains("sys error | write: 5 - Input/output error").Times(1));
+    });
+}
+
+TEST_F(Version, GivesTheResultOfItsSending)
+{
+    in_child([] {
+        const links link;
         g_fake.write_fails_at = 2;
-        g_fake.write_error = 0;
         g_fake.write_count = 1;
+        const amt_buffer request = buffer_with(request_hex(1));
+        amt_buffer response = {};
         EXPECT_EQ(handle_amt_pc_req_version(AMT_CHANNEL_PC, &request, &response), ERR_WRITE_NOT_COMPLETED);
         EXPECT_THAT(link.at_station(), ElementsAre(k_pre_response, "aa"));
     });
