@@ -145,6 +145,35 @@ TEST_F(Loss, OfEverythingWhileTheModemIsAwaitedEndsTheService)
     }
 }
 
+// Nobody reads the port when it hangs up: from then on it is not lost but empty.
+TEST_F(Loss, OfTheStationsPortWhileNobodyReadsItIsNoticedWithTheModemsNextWord)
+{
+    const emulator::process service = start_reading();
+    m_handset.remove_device("/dev/ttyMODEM");
+    m_modem.hang_up();
+    m_station.write("ATI\r");
+    (void)m_handset.wait_log("open device \"/dev/ttyMODEM\" fail: 2 - No such file or directory");
+    m_station.hang_up();
+    m_modem = m_handset.open_tty("/dev/ttyMODEM");
+    (void)m_handset.wait_log("pc read empty data");
+    EXPECT_TRUE(service.running());
+    m_modem.wait_opened();
+    m_modem.write("\r\nRING\r\n");
+    expect_clean_end(service);
+    EXPECT_THAT(told(m_handset.log_records()), Contains(HasSubstr("write error, errno[5]")));
+}
+
+// The call of the library, held for longer than anybody waits.
+TEST_F(Loss, OfALibraryThatDoesNotComeBackKeepsNoSignalWaiting)
+{
+    const emulator::process service = start_reading();
+    m_handset.control("amt_usb_charger_enable", {"delay_ms=3600000"});
+    m_station.write("AT\r");
+    (void)m_handset.wait_log("will call amt_usb_charger_enable.");
+    EXPECT_TRUE(service.signal(SIGTERM));
+    expect_clean_end(service);
+}
+
 TEST_F(Loss, OfTheStationsPortDuringTheStartIsTheStartsFailure)
 {
     const emulator::process service = m_handset.start(emulator::service());
