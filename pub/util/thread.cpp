@@ -52,6 +52,15 @@ void sleep_10_ms()
     }
 }
 
+// Only pthread_kill of this process means a worker. One that ended by another signal would be missed, and its handle
+// would name nobody.
+void take_thread_signal(int signal_number, siginfo_t *information, void *)
+{
+    if (information->si_code == SI_TKILL && information->si_pid == getpid()) {
+        pub_util_handle_thread_signal(signal_number);
+    }
+}
+
 // A worker ends in its next wait, mostly the one it is in. One that is busy for longer than this is left to itself: it
 // may be in a library that never comes back.
 void wait_ended(uint32_t ended_before)
@@ -108,8 +117,8 @@ void pub_util_admit_kill(pub_util_thread *own_handle)
 {
     own_handle->store(pthread_self());
     struct sigaction action = {};
-    action.sa_handler = pub_util_handle_thread_signal;
-    action.sa_flags = SA_RESTART;
+    action.sa_sigaction = take_thread_signal;
+    action.sa_flags = SA_RESTART | SA_SIGINFO;
     sigemptyset(&action.sa_mask);
     if (sigaction(SIGUSR1, &action, nullptr) != 0) {
         (void)log_sys_error("sigaction");

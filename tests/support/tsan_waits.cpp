@@ -1,26 +1,54 @@
-// read(2) and select(2) as the thread sanitizer needs them, in every program that is built with it.
+// read(2), write(2) and select(2) as the thread sanitizer needs them, in every program that is built with it.
 //
-// The sanitizer holds back a signal that arrives inside a call which it does not know to block, and these two it does
-// not know: a worker that is ended there would never end. So what would block waits in poll(2), which it does know. A
+// The sanitizer holds back a signal that arrives inside a call which it does not know to block, and these it does not
+// know: a worker that is ended there would never end. So what would block waits in poll(2), which it does know. A
 // hang-up that ends a wait in read is an error, one that came before is the end of the file: as without sanitizer.
+// A write is made in pieces that are taken at once, so a reader may see the begin of a long one earlier than the rest.
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <poll.h>
 #include <sys/select.h>
+#include <sys/stat.h>
+#include <termios.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
 namespace {
 
 using read_function = ssize_t (*)(int, void *, size_t);
+using write_function = ssize_t (*)(int, const void *, size_t);
+
+constexpr size_t k_tty_room = 256; // a pseudo-terminal finds room in steps of this size
 
 bool may_block(int fd)
 {
     const int flags = fcntl(fd, F_GETFL);
     return flags >= 0 && (flags & O_NONBLOCK) == 0;
+}
+
+// How many bytes a write takes without blocking once poll finds room: on a pipe as many as stay together anyway, on a
+// tty one when it makes two of a line's end, for then the room may be too small for any more. 0 for everything else,
+// which is written as it is. Two writers to one pipe may still block in write, when both have seen the same room.
+size_t size_of_piece(int fd)
+{
+    struct stat file = {};
+    if (fstat(fd, &file) != 0) {
+        return 0;
+    }
+    if (S_ISFIFO(file.st_mode)) {
+        return PIPE_BUF;
+    }
+    termios attributes = {};
+    if (!S_ISCHR(file.st_mode) || tcgetattr(fd, &attributes) != 0) {
+        return 0;
+    }
+    constexpr tcflag_t line_end_grows = OPOST | ONLCR;
+    return (attributes.c_oflag & line_end_grows) == line_end_grows ? 1 : k_tty_room;
 }
 
 long long now_ms()
@@ -83,6 +111,27 @@ ssize_t read(int fd, void *bytes, size_t count)
         return -1;
     }
     return result;
+}
+
+ssize_t write(int fd, const void *bytes, size_t count)
+{
+    static const auto next = reinterpret_cast<write_function>(dlsym(RTLD_NEXT, "write"));
+    const size_t piece = size_of_piece(fd);
+    if (piece == 0 || count == 0 || !may_block(fd)) {
+        return next(fd, bytes, count);
+    }
+    size_t done = 0;
+    while (done < count) {
+        pollfd look = {fd, POLLOUT, 0};
+        const ssize_t written = poll(&look, 1, -1) < 0
+                                    ? -1
+                                    : next(fd, static_cast<const char *>(bytes) + done, std::min(piece, count - done));
+        if (written < 0) {
+            return done == 0 ? -1 : static_cast<ssize_t>(done); // as an interrupted write that has begun
+        }
+        done += static_cast<size_t>(written);
+    }
+    return static_cast<ssize_t>(done);
 }
 
 int select(int count, fd_set *readable, fd_set *writable, fd_set * /*exceptional*/, timeval *left)

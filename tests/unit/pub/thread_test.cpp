@@ -7,17 +7,20 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
+#include <atomic>
+#include <string>
 #include <thread>
 
 #include "pub/log/errors.h"
 #include "pub/util/util.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
+#include "tests/unit/pub/started_worker.h"
 #include "tests/unit/pub/util_fakes.h"
 
 util_fakes g_fake;
+
+std::atomic<int> g_interrupted_workers{0};
 
 extern "C" {
 
@@ -49,6 +52,28 @@ int __wrap_sem_wait(sem_t *semaphore)
         return -1;
     }
     return __real_sem_wait(semaphore);
+}
+
+int __real_nanosleep(const timespec *time, timespec *left);
+int __wrap_nanosleep(const timespec *time, timespec *left)
+{
+    if (gettid() != getpid()) { // a worker
+        const int result = __real_nanosleep(time, left);
+        g_interrupted_workers += result != 0 && errno == EINTR ? 1 : 0;
+        return result;
+    }
+    g_fake.sleeps.push_back(*time);
+    if (g_fake.nanosleep_interruptions > 0) {
+        g_fake.nanosleep_interruptions--;
+        *left = {0, 3'000'000};
+        errno = EINTR;
+        return -1;
+    }
+    if (g_fake.while_asleep) {
+        g_fake.while_asleep();
+        return 0;
+    }
+    return __real_nanosleep(time, left);
 }
 
 int __wrap_sched_get_priority_max(int policy)
@@ -137,20 +162,6 @@ TEST(KillThread, DoesNotSignalAThreadThatIsGone)
         g_fake.pthread_kill_result = EINVAL; // any signal would show
         pub_util_thread handle{1};
         EXPECT_EQ(pub_util_kill_thread(&handle), ERR_NONE);
-    });
-}
-
-TEST(KillThread, GivesTheThread10MsToEnd)
-{
-    in_child([] {
-        pub_util_block_ending_signals();
-        worker started;
-        start(started);
-        const pthread_t thread = started.m_handle;
-        const auto before = std::chrono::steady_clock::now();
-        EXPECT_EQ(pub_util_kill_thread(&started.m_handle), ERR_NONE);
-        EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(10));
-        EXPECT_EQ(pthread_join(thread, nullptr), 0);
     });
 }
 
@@ -248,16 +259,6 @@ TEST(KillThread, AThreadThatIsBeingEndedWaitsForItsSignal)
 
 // --- pub_util_start_thread
 
-struct started_worker {
-    pub_util_thread m_handle{0};
-    std::atomic<pthread_t> m_self{0};
-    std::atomic<long> m_tid{0};
-    std::atomic<int> m_detach_state{-1};
-    std::atomic<bool> m_may_go_on{false};
-    std::atomic<bool> m_is_done{false};
-};
-started_worker g_started;
-
 void look_around()
 {
     pthread_attr_t attributes;
@@ -273,40 +274,6 @@ void look_around()
         std::this_thread::yield();
     }
     g_started.m_is_done = true;
-}
-
-// Waits once it may; never comes back.
-void sleep_for_ever()
-{
-    g_started.m_tid = gettid();
-    while (!g_started.m_may_go_on) {
-        std::this_thread::yield();
-    }
-    pub_util_sleep_seconds(1000);
-    _exit(1);
-}
-
-template <typename condition_type>
-void await(const condition_type &condition)
-{
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        ASSERT_LT(std::chrono::steady_clock::now(), limit) << "waited in vain";
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-}
-
-// Until the worker has told its number.
-void await_begin()
-{
-    await([] { return g_started.m_tid != 0; });
-}
-
-// Until the thread with that number is gone.
-void await_end()
-{
-    const std::string thread = "/proc/self/task/" + std::to_string(g_started.m_tid);
-    await([&thread] { return !std::filesystem::exists(thread); });
 }
 
 TEST(StartThread, RunsTheBodyOnADetachedThreadOfItsOwn)

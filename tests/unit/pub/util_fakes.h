@@ -3,7 +3,10 @@
 
 #include <sched.h>
 #include <sys/types.h>
+#include <time.h>
 
+#include <atomic>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -20,7 +23,10 @@ struct util_fakes {
     int pthread_kill_result = 0; // for a signal other than 0
     int pthread_create_result = 0;
     int sem_wait_interruptions = 0;
-    int priority_max = 99; // negative: fails
+    int nanosleep_interruptions = 0;    // of the main thread's sleeps from now, each with 3 ms left
+    std::vector<timespec> sleeps;       // what the main thread asked for
+    std::function<void()> while_asleep; // takes the place of the main thread's sleeps
+    int priority_max = 99;              // negative: fails
     bool setscheduler_fails = false;
     pid_t setscheduler_pid = 0; // what was asked for; real-time priority is never really raised here
     int setscheduler_policy = -1;
@@ -30,3 +36,4 @@ struct util_fakes {
 };
 
 extern util_fakes g_fake;
+extern std::atomic<int> g_interrupted_workers; // sleeps of workers that a signal interrupted
