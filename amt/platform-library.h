@@ -1,5 +1,5 @@
 // The maker's misc library, one per chip: which one it is, and the services that it gives. It is loaded for each call
-// and unloaded behind it. Any thread.
+// and unloaded behind it; when it lacks the entry it stays loaded. Any thread.
 #pragma once
 
 #include <stdint.h>
