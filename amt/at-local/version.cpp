@@ -6,6 +6,7 @@
 #include <strings.h>
 
 #include "amt/at-local/at-reply.h"
+#include "amt/core/request.h"
 #include "amt/core/response.h"
 
 #define LOG_MODULE "amt/amt-handle"
@@ -135,9 +136,9 @@ const char *amt_get_module_name(int32_t type)
 int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    if (channel == 255 || request == nullptr || response == nullptr || request->m_length == 0) {
-        return log_error(ERR_INVALID_PARAM, "%d, %d, %d, %d", channel == 255, request == nullptr, response == nullptr,
-                         request != nullptr && request->m_length == 0);
+    int32_t result = amt_handle_check_request(channel, request, response);
+    if (result != ERR_NONE) {
+        return result;
     }
     const auto type = static_cast<int32_t>(amt_message_get_int(request->m_data_a, k_type_atom));
     log_info("version type: 0x%02x - %s", static_cast<uint32_t>(type), amt_get_module_name(type));
@@ -151,7 +152,7 @@ int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, am
     (void)amt_handle_send_pre_rsp_for_pc(AMT_CHANNEL_PC, response); // told in the log; the answer may still arrive
     amt_handle_begin_rsp(response, k_response_id);
     (void)amt_message_append_int(response->m_data_a, k_type_atom, static_cast<uint32_t>(type));
-    const int32_t result = append_version(*module, response);
+    result = append_version(*module, response);
     if (result != ERR_NONE) {
         return result;
     }

@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "amt/core/request.h"
 #include "amt/core/response.h"
 #include "amt/modem/at-channel.h"
 
@@ -53,9 +54,9 @@ int32_t amt_channel_switch(uint8_t channel, const amt_buffer *request, amt_buffe
 int32_t amt_at_to_modem(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    if (channel == 255 || request == nullptr || response == nullptr || request->m_length == 0) {
-        return log_error(ERR_INVALID_PARAM, "%d, %d, %d, %d", channel == 255, request == nullptr, response == nullptr,
-                         request != nullptr && request->m_length == 0);
+    const int32_t result = amt_handle_check_request(channel, request, response);
+    if (result != ERR_NONE) {
+        return result;
     }
     if (amt_message_get_command_id(request->m_data_a) != k_request_id) {
         return ERR_NONE;
