@@ -8,6 +8,11 @@
 #include "pub/log/log_client.h"
 #include "tests/support/temp_folder.h"
 
+// How the records of the commonest failures begin.
+inline const std::string k_failed = "error | -100 - Unknown error | ";
+inline const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
+inline const std::string k_failed_call = "error | -118 - Call C function unsuccessfully | ";
+
 class test_log {
   public:
     test_log()

@@ -94,6 +94,8 @@ int from_poll(const pollfd &look, fd_set *readable, fd_set *writable)
 
 } // namespace
 
+// The system's headers call their parameters by reserved names.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 ssize_t read(int fd, void *bytes, size_t count)
@@ -165,3 +167,4 @@ int select(int count, fd_set *readable, fd_set *writable, fd_set * /*exceptional
     return ready;
 }
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

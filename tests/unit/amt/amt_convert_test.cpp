@@ -46,8 +46,6 @@ namespace {
 
 using ::testing::ElementsAre;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
-
 // On the heap, where the sanitizer guards its end.
 std::unique_ptr<amt_buffer> buffer_with(const byte_vector &bytes, uint32_t length)
 {

@@ -17,8 +17,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
-
 static_assert(offsetof(amt_buffer, m_data_a) == 4 && offsetof(amt_buffer, m_end) == 4 + 4096,
               "a text search in the data must stop right behind them");
 

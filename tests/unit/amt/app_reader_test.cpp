@@ -23,23 +23,12 @@ using ::testing::Not;
 
 constexpr uint8_t k_id = 0x2C; // nobody's
 
-int32_t g_handler_result = 0;
-std::vector<std::string> g_handled;
-
-int32_t handler(uint8_t channel, const amt_buffer *request, amt_buffer *response)
-{
-    EXPECT_EQ(channel, AMT_CHANNEL_APP);
-    EXPECT_EQ(response, &handle_context_st.m_response);
-    g_handled.emplace_back(reinterpret_cast<const char *>(request->m_data_a), request->m_length);
-    return g_handler_result;
-}
-
 struct app_reader : test_log {
     app_reader()
     {
         open_channels();
-        g_handled.clear();
-        g_handler_result = 0;
+        g_handler = {};
+        g_handler.channel = AMT_CHANNEL_APP;
         strcpy(handle_context_st.m_pty.m_pts_name_a, "/dev/pts/7");
         strcpy(handle_context_st.m_pty.m_pts_mapping_name_a, "/dev/ttyAMT");
     }
@@ -61,7 +50,7 @@ TEST(AppReader, HandsTheBareMessageToItsHandler)
         (void)amt_handle_reg_handle_func(AMT_CHANNEL_APP, k_id, handler);
         const auto append = [](uint8_t *message) { (void)amt_message_append_int(message, 9, 1); };
         reader.read({data(bare(k_id, append)), data(bare(k_id))});
-        EXPECT_THAT(g_handled, ElementsAre(bare(k_id, append), bare(k_id))) << "cleared between the two";
+        EXPECT_THAT(g_handler.handled, ElementsAre(bare(k_id, append), bare(k_id))) << "cleared between the two";
         EXPECT_THAT(g_fake.sent, IsEmpty()) << "the handler answers, nobody else";
         EXPECT_THAT(reader.records(), Contains("data | handle APP req data: (data len = 6) 0600BB2C0000"));
         EXPECT_THAT(reader.records(), Contains("info | receive command id: 44(0x2C) - (undefined)").Times(2));
@@ -92,11 +81,11 @@ TEST(AppReader, AnswersForAHandlerThatFails)
         in_child([code] {
             app_reader reader;
             (void)amt_handle_reg_handle_func(AMT_CHANNEL_APP, k_id, handler);
-            g_handler_result = code;
+            g_handler.result = code;
             reader.read({data(bare(k_id)), data(bare(k_id))});
             EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_app, bare_result(k_id + 1, 1)},
                                                  written{k_fd_app, bare_result(k_id + 1, 1)}));
-            EXPECT_THAT(g_handled, ElementsAre(bare(k_id), bare(k_id))) << "answered, so cleared";
+            EXPECT_THAT(g_handler.handled, ElementsAre(bare(k_id), bare(k_id))) << "answered, so cleared";
         });
     }
 }
@@ -106,10 +95,10 @@ TEST(AppReader, KeepsARequestWhoseFailureCannotBeToldAndReadsMoreBehindIt)
     in_child([] {
         app_reader reader;
         (void)amt_handle_reg_handle_func(AMT_CHANNEL_APP, k_id, handler);
-        g_handler_result = -100;
+        g_handler.result = -100;
         g_fake.writes = {failed(EAGAIN), {3, 0, ""}};
         reader.read({data(bare(k_id)), data("ab"), data("cd"), data(bare(k_id))});
-        EXPECT_THAT(g_handled, ElementsAre(bare(k_id), bare(k_id) + "ab", bare(k_id) + "abcd", bare(k_id)));
+        EXPECT_THAT(g_handler.handled, ElementsAre(bare(k_id), bare(k_id) + "ab", bare(k_id) + "abcd", bare(k_id)));
         EXPECT_THAT(g_fake.rooms, ElementsAre(4095, 4089, 4087, 4095, 4095));
     });
 }

@@ -23,12 +23,6 @@ using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::Not;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
-const std::string k_failed = "error | -100 - Unknown error | ";
-const std::string k_failed_call = "error | -118 - Call C function unsuccessfully | ";
-const std::string k_ok = "\r\nOK\r\n";
-const std::string k_disable = "AT^DLKS=0\r";
-
 // Of a whole line.
 int32_t write_line(const std::string &line)
 {

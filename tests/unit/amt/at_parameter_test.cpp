@@ -14,8 +14,6 @@ namespace {
 
 using ::testing::ElementsAre;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
-
 void request(const std::string &bytes)
 {
     amt_context_clear();

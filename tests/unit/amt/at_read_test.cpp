@@ -22,12 +22,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
-const std::string k_failed = "error | -100 - Unknown error | ";
-const std::string k_failed_call = "error | -118 - Call C function unsuccessfully | ";
-const std::string k_ok = "\r\nOK\r\n";
-const std::string k_disable = "AT^DLKS=0\r";
-
 // What read_at brings: its result, the bytes and their count, in a place of exactly that size.
 struct read_result {
     int32_t code;

@@ -20,9 +20,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-const std::string k_failed = "error | -100 - Unknown error | ";
-const std::string k_disable = "AT^DLKS=0\r";
-
 // "seconds.microseconds" of each time-out that was given.
 std::vector<std::string> time_outs()
 {

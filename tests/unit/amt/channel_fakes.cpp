@@ -1,6 +1,7 @@
 #include "tests/unit/amt/channel_fakes.h"
 
 #include <errno.h>
+#include <gtest/gtest.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include "pub/log/errors.h"
 
 channel_fakes g_fake;
+noting_handler g_handler;
 
 namespace {
 
@@ -126,6 +128,14 @@ void __wrap__Z22amt_handle_end_servicePSt6atomicImE(pub_util_thread *own_handle)
     g_fake.ended_by = own_handle;
     std::longjmp(g_fake.end, 1);
 }
+}
+
+int32_t handler(uint8_t channel, const amt_buffer *request, amt_buffer *response)
+{
+    EXPECT_EQ(channel, g_handler.channel);
+    EXPECT_EQ(response, &handle_context_st.m_response);
+    g_handler.handled.emplace_back(reinterpret_cast<const char *>(request->m_data_a), request->m_length);
+    return g_handler.result;
 }
 
 void open_channels()

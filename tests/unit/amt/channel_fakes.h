@@ -79,6 +79,15 @@ constexpr int k_fd_pc = 1001;
 constexpr int k_fd_modem = 1002;
 constexpr int k_fd_app = 1003;
 
+// A handler that notes what it is given, and what it gives back.
+struct noting_handler {
+    uint8_t channel = 0; // on which it must be called
+    int32_t result = 0;
+    std::vector<std::string> handled;
+};
+extern noting_handler g_handler;
+int32_t handler(uint8_t channel, const amt_buffer *request, amt_buffer *response);
+
 // A cleared context with all channels open, and default fakes.
 void open_channels();
 

@@ -10,6 +10,7 @@
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
+#include "tests/unit/amt/handler_arguments.h"
 #include "tests/unit/amt/links.h"
 #include "tests/unit/amt/port_fakes.h"
 
@@ -220,46 +221,9 @@ TEST(AtToModem, GivesTheResultOfTheSwitch)
     });
 }
 
-struct argument_row {
-    const char *name;
-    uint8_t channel;
-    bool has_request, has_response;
-    uint32_t length;
-    const char *flags;
-};
-
-// clang-format off
-constexpr argument_row k_arguments_a[] = {
-    {"channel 255",      255, true,  true,  15, "1, 0, 0, 0"},
-    {"no request",       2,   false, true,  15, "0, 1, 0, 0"},
-    {"no response",      2,   true,  false, 15, "0, 0, 1, 0"},
-    {"an empty request", 2,   true,  true,  0,  "0, 0, 0, 1"},
-    {"nothing right",    255, true,  false, 0,  "1, 0, 1, 1"},
-};
-// clang-format on
-
 TEST(AtToModem, RefusesBadArgumentsAndTellsWhich)
 {
-    for (const argument_row &row : k_arguments_a) {
-        in_child([&row] {
-            const links link;
-            (void)open_port();
-            const test_log log;
-            modem_says({"\r\nOK\r\n"});
-            amt_buffer request = request_for(232, 3);
-            request.m_length = row.length;
-            amt_buffer response = {};
-            EXPECT_EQ(amt_at_to_modem(row.channel, row.has_request ? &request : nullptr,
-                                      row.has_response ? &response : nullptr),
-                      ERR_INVALID_PARAM)
-                << row.name;
-            EXPECT_THAT(g_fake.written, IsEmpty()) << row.name;
-            EXPECT_THAT(link.at_application(), IsEmpty()) << row.name;
-            EXPECT_THAT(log.records(),
-                        ElementsAre("func | ", std::string("error | -101 - Invalid parameter | ") + row.flags))
-                << row.name;
-        });
-    }
+    expect_bad_arguments_refused(amt_at_to_modem, AMT_CHANNEL_APP, "0f00bbe80900ee9f01040003000000");
 }
 
 } // namespace

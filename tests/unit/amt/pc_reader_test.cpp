@@ -28,23 +28,12 @@ const std::string k_pre_response("\xAA\xBB\xCC\xDD\x08\x00\x00\x00\x02\x02\x00\x
 
 constexpr uint8_t k_id = 0x13; // nobody's
 
-int32_t g_handler_result = 0;
-std::vector<std::string> g_handled;
-
-int32_t handler(uint8_t channel, const amt_buffer *request, amt_buffer *response)
-{
-    EXPECT_EQ(channel, AMT_CHANNEL_PC);
-    EXPECT_EQ(response, &handle_context_st.m_response);
-    g_handled.emplace_back(reinterpret_cast<const char *>(request->m_data_a), request->m_length);
-    return g_handler_result;
-}
-
 struct reader : test_log {
     reader()
     {
         open_channels();
-        g_handled.clear();
-        g_handler_result = 0;
+        g_handler = {};
+        g_handler.channel = AMT_CHANNEL_PC;
         g_amt_mode = AMT_MODE_UNKNOWN;
         amt_clear_pending_identity();
     }
@@ -228,7 +217,7 @@ TEST(PcReader, HandsAMessageToItsHandlerWithoutItsEnvelope)
         (void)amt_handle_reg_handle_func(AMT_CHANNEL_PC, k_id, handler);
         const auto append = [](uint8_t *message) { (void)amt_message_append_string(message, 9, "text"); };
         reader.read({data(enveloped(k_id, append))});
-        EXPECT_THAT(g_handled, ElementsAre(bare(k_id, append)));
+        EXPECT_THAT(g_handler.handled, ElementsAre(bare(k_id, append)));
         EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_pc, k_pre_response})) << "at once, and nothing for the modem";
         EXPECT_THAT(reader.records(), Contains("info | receive command id: 19(0x13) - AMT_STARTRX_CMD"));
         EXPECT_THAT(reader.records(), Contains("info | handle_amt_imei_and_sn--->req_id_en:19."));
@@ -240,9 +229,9 @@ TEST(PcReader, ForwardsWhatItsHandlerPassesOn)
     in_child([] {
         reader reader;
         (void)amt_handle_reg_handle_func(AMT_CHANNEL_PC, k_id, handler);
-        g_handler_result = ERR_NOT_FOUND;
+        g_handler.result = ERR_NOT_FOUND;
         reader.read({data(enveloped(k_id))});
-        EXPECT_EQ(g_handled.size(), 1U);
+        EXPECT_EQ(g_handler.handled.size(), 1U);
         EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_pc, k_pre_response}, written{k_fd_modem, enveloped(k_id)}))
             << "envelope and all, behind the pre-response";
     });
@@ -254,7 +243,7 @@ TEST(PcReader, AnswersForAHandlerThatFails)
         in_child([code] {
             reader reader;
             (void)amt_handle_reg_handle_func(AMT_CHANNEL_PC, k_id, handler);
-            g_handler_result = code;
+            g_handler.result = code;
             reader.read({data(enveloped(k_id)), data("ATI\r")});
             EXPECT_THAT(g_fake.sent,
                         ElementsAre(written{k_fd_pc, k_pre_response}, written{k_fd_pc, enveloped_result(k_id + 1, 1)},
@@ -269,7 +258,7 @@ TEST(PcReader, EndsTheServiceWhenNotEvenTheFailureCanBeTold)
     in_child([] {
         reader reader;
         (void)amt_handle_reg_handle_func(AMT_CHANNEL_PC, k_id, handler);
-        g_handler_result = -100;
+        g_handler.result = -100;
         g_fake.writes = {{16, 0, ""}, failed(EIO)};
         reader.read({data(enveloped(k_id)), data("ATI\r")});
         EXPECT_EQ(g_fake.rooms.size(), 1U) << "nothing more is read";
@@ -326,7 +315,7 @@ TEST(PcReader, NotesAnIdentityWriteAndStillHandlesIt)
         (void)amt_handle_reg_handle_func(AMT_CHANNEL_PC, 5, handler);
         const auto append = [](uint8_t *message) { (void)amt_message_append_string(message, 21, "490154203237518"); };
         reader.read({data(enveloped(5, append))});
-        EXPECT_EQ(g_handled.size(), 1U);
+        EXPECT_EQ(g_handler.handled.size(), 1U);
         EXPECT_STREQ(pending_imei, "490154203237518");
         EXPECT_EQ(pending_kind, AMT_PENDING_IMEI);
     });

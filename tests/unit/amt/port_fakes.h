@@ -58,6 +58,10 @@ extern port_fakes g_fake;
 
 constexpr char k_port_path[] = "/dev/at-port";
 
+// What is said on it.
+inline const std::string k_ok = "\r\nOK\r\n";
+inline const std::string k_disable = "AT^DLKS=0\r";
+
 // Opens the AT port of the context, with the path it is reopened on. Returns its descriptor.
 int open_port();
 

@@ -20,7 +20,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
 const std::string k_message = "0f00bbab0900ee0101040000000000"; // id 0xAB, result 0
 
 // All that are valid and not the station's are the application's.
@@ -84,21 +83,29 @@ constexpr argument_row k_arguments_a[] = {
 };
 // clang-format on
 
+using sending = int32_t (*)(uint8_t channel, amt_buffer *response);
+
+// It touches neither the buffer nor a link.
+void expect_refused(sending send, const argument_row &row)
+{
+    in_child([send, &row] {
+        SCOPED_TRACE(row.name);
+        const links link;
+        const test_log log;
+        amt_buffer response = buffer_with(k_message);
+        const amt_buffer before = response;
+        EXPECT_EQ(send(row.channel, row.is_null ? nullptr : &response), ERR_INVALID_PARAM);
+        EXPECT_TRUE(same(response, before));
+        EXPECT_THAT(link.at_station(), IsEmpty());
+        EXPECT_THAT(link.at_application(), IsEmpty());
+        EXPECT_THAT(log.records(), ElementsAre("func | ", k_bad_argument + row.flags));
+    });
+}
+
 TEST(SendResponse, RefusesBadArgumentsAndTellsWhich)
 {
     for (const argument_row &row : k_arguments_a) {
-        in_child([&row] {
-            const links link;
-            const test_log log;
-            amt_buffer response = buffer_with(k_message);
-            const amt_buffer before = response;
-            EXPECT_EQ(amt_handle_send_rsp(row.channel, row.is_null ? nullptr : &response), ERR_INVALID_PARAM)
-                << row.name;
-            EXPECT_THAT(link.at_station(), IsEmpty());
-            EXPECT_THAT(link.at_application(), IsEmpty());
-            EXPECT_TRUE(same(response, before)) << row.name;
-            EXPECT_THAT(log.records(), ElementsAre("func | ", k_bad_argument + row.flags)) << row.name;
-        });
+        expect_refused(amt_handle_send_rsp, row);
     }
 }
 
@@ -325,20 +332,11 @@ TEST(PlainAnswer, ToTheApplicationIsBare)
 TEST(PlainAnswer, WithBadArgumentsIsRefusedAndToldWhich)
 {
     for (const argument_row &row : k_arguments_a) {
-        in_child([&row] {
-            const links link;
-            const test_log log;
-            amt_buffer response = buffer_with(k_message);
-            const amt_buffer before = response;
-            amt_buffer *const given = row.is_null ? nullptr : &response;
-            EXPECT_EQ(amt_handle_send_rsp_ok(row.channel, given, 0xAB), ERR_INVALID_PARAM) << row.name;
-            EXPECT_EQ(amt_handle_send_rsp_err(row.channel, given, 0xAB, 1), ERR_INVALID_PARAM) << row.name;
-            EXPECT_TRUE(same(response, before)) << row.name;
-            EXPECT_THAT(link.at_station(), IsEmpty());
-            EXPECT_THAT(link.at_application(), IsEmpty());
-            EXPECT_THAT(log.records(),
-                        ElementsAre("func | ", k_bad_argument + row.flags, "func | ", k_bad_argument + row.flags));
-        });
+        expect_refused(
+            [](uint8_t channel, amt_buffer *response) { return amt_handle_send_rsp_ok(channel, response, 8); }, row);
+        expect_refused(
+            [](uint8_t channel, amt_buffer *response) { return amt_handle_send_rsp_err(channel, response, 8, 1); },
+            row);
     }
 }
 
@@ -441,18 +439,7 @@ constexpr argument_row k_pre_response_arguments_a[] = {
 TEST(PreResponse, IsTheStationsAlone)
 {
     for (const argument_row &row : k_pre_response_arguments_a) {
-        in_child([&row] {
-            const links link;
-            const test_log log;
-            amt_buffer response = buffer_with(k_message);
-            const amt_buffer before = response;
-            EXPECT_EQ(amt_handle_send_pre_rsp_for_pc(row.channel, row.is_null ? nullptr : &response), ERR_INVALID_PARAM)
-                << row.name;
-            EXPECT_TRUE(same(response, before)) << row.name;
-            EXPECT_THAT(link.at_station(), IsEmpty());
-            EXPECT_THAT(link.at_application(), IsEmpty());
-            EXPECT_THAT(log.records(), ElementsAre("func | ", k_bad_argument + row.flags)) << row.name;
-        });
+        expect_refused(amt_handle_send_pre_rsp_for_pc, row);
     }
 }
 

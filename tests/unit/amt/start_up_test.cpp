@@ -54,8 +54,9 @@ int __wrap_property_get(const char *key, char *value, const char *default_value)
     if (is_switch) {
         EXPECT_STREQ(default_value, k_default);
     }
-    strcpy(value, is_switch && g_switch_is_set ? g_switch_status.c_str() : default_value);
-    return static_cast<int>(strlen(value));
+    const std::string text = is_switch && g_switch_is_set ? g_switch_status : default_value;
+    memcpy(value, text.c_str(), text.size() + 1);
+    return static_cast<int>(text.size());
 }
 
 int __wrap_tcgetattr(int, termios *attributes)

@@ -12,6 +12,7 @@
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/core_fakes.h"
+#include "tests/unit/amt/handler_arguments.h"
 #include "tests/unit/amt/links.h"
 #include "tests/unit/platform/handset_root.h"
 
@@ -23,8 +24,6 @@ using ::testing::IsEmpty;
 using ::testing::IsSupersetOf;
 using ::testing::StartsWith;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
-const std::string k_failed = "error | -100 - Unknown error | ";
 const std::string k_pre_response = "aabbccdd0800000002020000764aee1d";
 
 class Version : public handset_root {
@@ -112,29 +111,25 @@ TEST_F(Version, IsMadeOfTheHandsetsProperties)
     }
 }
 
+void expect_unknown_without(const char *property)
+{
+    in_child([property] {
+        const test_log log;
+        g_fake.empty_property = property;
+        char output[AMT_VERSION_SIZE] = "#";
+        uint32_t length = 77;
+        EXPECT_EQ(get_ap_sw_version(output, &length), ERR_UNKNOWN);
+        EXPECT_STREQ(output, "#");
+        EXPECT_EQ(length, 77U);
+        EXPECT_THAT(log.records(), ElementsAre("func | ", k_failed + "read " + property + " error"));
+    });
+}
+
 TEST_F(Version, IsUnknownWhenItsPropertyReadsAsEmpty)
 {
-    in_child([] {
-        const test_log log;
-        g_fake.empty_property = k_display;
-        char output[AMT_VERSION_SIZE] = "#";
-        uint32_t length = 77;
-        EXPECT_EQ(get_ap_sw_version(output, &length), ERR_UNKNOWN);
-        EXPECT_STREQ(output, "#");
-        EXPECT_EQ(length, 77U);
-        EXPECT_THAT(log.records(), ElementsAre("func | ", k_failed + "read ro.build.display.id error"));
-    });
+    expect_unknown_without("ro.build.display.id");
     set({{k_customer, "KORVEN"}, {k_id, "B"}, {k_display, "D"}});
-    in_child([] {
-        const test_log log;
-        g_fake.empty_property = k_incremental;
-        char output[AMT_VERSION_SIZE] = "#";
-        uint32_t length = 77;
-        EXPECT_EQ(get_ap_sw_version(output, &length), ERR_UNKNOWN);
-        EXPECT_STREQ(output, "#");
-        EXPECT_EQ(length, 77U);
-        EXPECT_THAT(log.records(), ElementsAre("func | ", k_failed + "read ro.build.version.incremental error"));
-    });
+    expect_unknown_without("ro.build.version.incremental");
 }
 
 TEST_F(Version, IsNotReadWithoutAPlaceForIt)
@@ -299,42 +294,9 @@ TEST_F(Version, WithoutATypeIsThatOfNoModule)
     });
 }
 
-struct argument_row {
-    const char *name;
-    uint8_t channel;
-    bool has_request, has_response;
-    uint32_t length;
-    const char *flags;
-};
-
-// clang-format off
-constexpr argument_row k_arguments_a[] = {
-    {"channel 255",      255, true,  true,  15, "1, 0, 0, 0"},
-    {"no request",         1, false, true,  15, "0, 1, 0, 0"},
-    {"no response",        1, true,  false, 15, "0, 0, 1, 0"},
-    {"an empty request",   1, true,  true,  0,  "0, 0, 0, 1"},
-    {"nothing right",    255, true,  false, 0,  "1, 0, 1, 1"},
-    {"nothing at all",   255, false, false, 0,  "1, 1, 1, 0"},
-};
-// clang-format on
-
 TEST_F(Version, IsNotToldForBadArguments)
 {
-    for (const argument_row &row : k_arguments_a) {
-        in_child([&row] {
-            const links link;
-            const test_log log;
-            amt_buffer request = buffer_with(request_hex(1));
-            request.m_length = row.length;
-            amt_buffer response = {};
-            EXPECT_EQ(handle_amt_pc_req_version(row.channel, row.has_request ? &request : nullptr,
-                                                row.has_response ? &response : nullptr),
-                      ERR_INVALID_PARAM)
-                << row.name;
-            EXPECT_THAT(link.at_station(), IsEmpty()) << row.name;
-            EXPECT_THAT(log.records(), ElementsAre("func | ", k_bad_argument + row.flags)) << row.name;
-        });
-    }
+    expect_bad_arguments_refused(handle_amt_pc_req_version, AMT_CHANNEL_PC, request_hex(1));
 }
 
 TEST_F(Version, IsToldEvenWhenThePreResponseIsNot)

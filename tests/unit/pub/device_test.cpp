@@ -109,8 +109,6 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::Not;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
-
 // A pseudo-terminal, whose slave takes line attributes like a serial device.
 class pty_pair {
   public:

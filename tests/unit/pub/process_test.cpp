@@ -34,7 +34,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
 const std::string k_failed_call = "error | -118 - Call C function unsuccessfully | ";
 const std::string k_check = "info | pub_util_get_pid_and_check_run ";
 

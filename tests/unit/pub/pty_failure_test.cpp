@@ -14,8 +14,6 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
-
 using record_list = std::vector<std::string>; // %f the master, %n the slave, %p the path
 
 // How an opening that failed ends: the mapping is undone by the step that made it, then the record is closed.

@@ -24,8 +24,6 @@ using ::testing::ElementsAreArray;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-const std::string k_bad_argument = "error | -101 - Invalid parameter | ";
-
 // What opening logs: to the mapping, and from its success on.
 std::vector<std::string> records_of_opening(const port &opened)
 {
