@@ -169,10 +169,12 @@ TEST_F(Channels, GiveProgramsThatAreRunNothingAndTakeNoTerminal)
 {
     const emulator::process service = start_reading();
     const std::string proc = "/proc/" + std::to_string(service.pid());
+    const std::string fds = proc + "/fd/";
+    const std::string flags = proc + "/fdinfo/";
     size_t ttys = 0;
-    for (const std::string &fd : m_handset.files.list(proc + "/fd")) {
-        if (m_handset.files.read_link(proc + "/fd/" + fd).find("/dev/pts/") != std::string::npos) {
-            const std::string info = m_handset.files.read(proc + "/fdinfo/" + fd);
+    for (const std::string &fd : m_handset.files.list(fds)) {
+        if (m_handset.files.read_link(fds + fd).find("/dev/pts/") != std::string::npos) {
+            const std::string info = m_handset.files.read(flags + fd);
             EXPECT_NE(std::stoul(info.substr(info.find("flags:") + 6), nullptr, 8) & O_CLOEXEC, 0U) << fd;
             ttys++;
         }

@@ -8,7 +8,6 @@
 namespace {
 
 using ::testing::Contains;
-using ::testing::HasSubstr;
 using ::testing::Not;
 
 using Station = station_handset;

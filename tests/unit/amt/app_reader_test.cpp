@@ -11,6 +11,7 @@
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/channel_fakes.h"
+#include "tests/unit/amt/clear_buffer.h"
 
 namespace {
 
@@ -67,8 +68,7 @@ TEST(AppReader, ClearsWhatItsBuffersHeld)
         }
         g_fake.on_read = [] {
             for (const amt_buffer *buffer : {&handle_context_st.m_request, &handle_context_st.m_response}) {
-                const amt_buffer empty = {};
-                EXPECT_EQ(memcmp(buffer, &empty, sizeof(empty)), 0);
+                EXPECT_TRUE(is_clear(*buffer));
             }
         };
         reader.read({});

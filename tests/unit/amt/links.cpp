@@ -61,10 +61,3 @@ std::string enveloped(const std::string &message_hex)
     EXPECT_EQ(amt_convert_app_2_pc(&buffer), 0);
     return to_hex(byte_vector(buffer.m_data_a, buffer.m_data_a + buffer.m_length));
 }
-
-bool is_clear(const amt_buffer &buffer)
-{
-    const amt_buffer clear = {};
-    return buffer.m_length == 0 && memcmp(buffer.m_data_a, clear.m_data_a, sizeof(clear.m_data_a)) == 0 &&
-           buffer.m_end == 0;
-}

@@ -7,6 +7,7 @@
 
 #include "amt/wire/amt-message.h"
 #include "tests/support/hex_bytes.h"
+#include "tests/unit/amt/clear_buffer.h"
 
 // A cleared context whose two links are sockets that keep the writes apart.
 class links {
@@ -35,6 +36,3 @@ amt_buffer buffer_with(const std::string &hex);
 
 // The station's envelope around a message, both in hex.
 std::string enveloped(const std::string &message_hex);
-
-// Whether nothing is left in the buffer, not even its length.
-bool is_clear(const amt_buffer &buffer);

@@ -14,6 +14,7 @@
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/channel_fakes.h"
+#include "tests/unit/amt/clear_buffer.h"
 
 namespace {
 
@@ -85,8 +86,7 @@ TEST(PcReader, ClearsWhatOlderRequestsLeftFromTheStart)
         }
         g_fake.on_read = [] {
             for (const amt_buffer *buffer : {&handle_context_st.m_request, &handle_context_st.m_response}) {
-                const amt_buffer empty = {};
-                EXPECT_EQ(memcmp(buffer, &empty, sizeof(empty)), 0);
+                EXPECT_TRUE(is_clear(*buffer));
             }
         };
         reader.read({data("a long request\r"), data("short\r")});
@@ -176,7 +176,7 @@ TEST(PcReader, LeavesNothingOfALongProbeBehindTheLockLine)
 TEST(PcReader, SetsTheModemsSerialLineBackForASingleProbeOnly)
 {
     struct row {
-        const char *modem;
+        std::string modem;
         const char *request;
         std::vector<std::string> lines;
     };
@@ -185,7 +185,7 @@ TEST(PcReader, SetsTheModemsSerialLineBackForASingleProbeOnly)
           row{"/dev/ttyS3", "ATI\r", {}}, row{"/dev/ttyUSB0", "AT\r", {}}, row{"/dev/tty", "AT\r", {}}}) {
         in_child([&row] {
             reader reader;
-            strcpy(amt_cfg_st.m_tty_modem_a, row.modem);
+            memcpy(amt_cfg_st.m_tty_modem_a, row.modem.c_str(), row.modem.size() + 1);
             amt_cfg_st.m_modem_uart_at_baudrate = 57600;
             amt_cfg_st.m_modem_uart_amt_baudrate = 921600;
             reader.read({data(row.request)});
