@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "pub/base/number.h"
 #include "pub/base/scoped.h"
 #include "pub/cfg/cfg.h"
 
@@ -43,16 +44,6 @@ constexpr key_row k_keys_a[] = {
 };
 // clang-format on
 
-// The decimal number at the start of the text, 0 when there is none, the nearest one when it is out of range.
-int32_t parse_number(const char *text)
-{
-    const long number = strtol(text, nullptr, 10);
-    if (number > INT32_MAX) {
-        return INT32_MAX;
-    }
-    return number < INT32_MIN ? INT32_MIN : static_cast<int32_t>(number);
-}
-
 void set_text(const key_row &row, const char *value)
 {
     char *field = reinterpret_cast<char *>(&amt_cfg_st) + row.offset;
@@ -63,7 +54,7 @@ void set_text(const key_row &row, const char *value)
 
 void set_number(const key_row &row, const char *value)
 {
-    const int32_t number = parse_number(value);
+    const int32_t number = pub_util_get_number(value);
     memcpy(reinterpret_cast<char *>(&amt_cfg_st) + row.offset, &number, sizeof(number));
     log_info("[cfg]%s = %ld", row.key, static_cast<long>(number));
 }

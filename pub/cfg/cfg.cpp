@@ -3,8 +3,9 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
+
+#include "pub/base/file.h"
 
 #define LOG_MODULE "kv-zep-pub"
 #include "pub/log/log.h"
@@ -30,14 +31,8 @@ char *skip_blanks(char *text)
 
 FILE *pub_cfg_open(const char *path)
 {
-    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int fd = pub_util_open_file(path, O_RDONLY);
     if (fd < 0) {
-        return nullptr;
-    }
-    struct stat info = {};
-    if (fstat(fd, &info) != 0 || !(S_ISREG(info.st_mode) || S_ISDIR(info.st_mode))) {
-        (void)close(fd);
-        errno = EINVAL;
         return nullptr;
     }
     FILE *file = fdopen(fd, "r");

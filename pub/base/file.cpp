@@ -1,0 +1,27 @@
+#include "pub/base/file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool is_file_or_folder(int fd)
+{
+    struct stat info = {};
+    return fstat(fd, &info) == 0 && (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode));
+}
+
+} // namespace
+
+int pub_util_open_file(const char *path, int flags)
+{
+    const int fd = open(path, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+    if (fd >= 0 && !is_file_or_folder(fd)) {
+        (void)close(fd); // nothing was written
+        errno = EINVAL;
+        return -1;
+    }
+    return fd;
+}

@@ -1,0 +1,63 @@
+#include "pub/base/file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "pub/base/scoped.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+TEST(OpenFile, OpensFilesAndFolders)
+{
+    const temp_folder folder;
+    const std::string path = folder.with_file("file", "abc");
+    const scoped_fd file(pub_util_open_file(path.c_str(), O_RDONLY));
+    char text[4] = "";
+    EXPECT_EQ(read(file.get(), text, 3), 3);
+    EXPECT_STREQ(text, "abc");
+    EXPECT_NE(fcntl(file.get(), F_GETFD) & FD_CLOEXEC, 0);
+    const scoped_fd of_folder(pub_util_open_file(folder.path().c_str(), O_RDONLY));
+    EXPECT_TRUE(of_folder.is_open());
+}
+
+TEST(OpenFile, MakesAFileForEverybody)
+{
+    const temp_folder folder;
+    const mode_t mask = umask(0);
+    const scoped_fd file(pub_util_open_file(folder.path("new").c_str(), O_WRONLY | O_CREAT | O_TRUNC));
+    (void)umask(mask);
+    struct stat info = {};
+    ASSERT_EQ(stat(folder.path("new").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0666U);
+    EXPECT_EQ(write(file.get(), "x", 1), 1);
+}
+
+TEST(OpenFile, RefusesWhatIsNoFileWithoutWaiting)
+{
+    const temp_folder folder;
+    ASSERT_EQ(mkfifo(folder.path("pipe").c_str(), 0600), 0);
+    for (const std::string &path : {folder.path("pipe"), std::string("/dev/zero"), std::string("/dev/null")}) {
+        for (const int flags : {O_RDONLY, O_RDWR}) {
+            errno = 0;
+            EXPECT_EQ(pub_util_open_file(path.c_str(), flags), -1) << path;
+            EXPECT_EQ(errno, EINVAL) << path;
+        }
+    }
+}
+
+TEST(OpenFile, TellsWhyItCannot)
+{
+    const temp_folder folder;
+    EXPECT_EQ(pub_util_open_file(folder.path("missing").c_str(), O_RDONLY), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(pub_util_open_file(folder.path().c_str(), O_RDWR), -1);
+    EXPECT_EQ(errno, EISDIR);
+}
+
+} // namespace
