@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
@@ -29,8 +30,8 @@ constexpr int k_look_ms = 5;
 constexpr std::uint8_t k_result_atom = 1;
 
 modem::modem(tty port, std::string_view rules)
-    : m_rules(parse_modem_rules(rules))
-    , m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    : m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    , m_rules(parse_modem_rules(rules))
     , m_next(std::move(port))
 {
     if (!m_wake) {
@@ -54,6 +55,14 @@ void modem::control(const modem_control &how)
 {
     const std::lock_guard lock(m_mutex);
     m_control = how;
+}
+
+void modem::teach(std::string_view rules)
+{
+    std::vector<modem_rule> learnt = parse_modem_rules(rules);
+    const std::lock_guard lock(m_mutex);
+    learnt.insert(learnt.end(), m_rules.begin(), m_rules.end());
+    m_rules = std::move(learnt);
 }
 
 std::string modem::received() const
@@ -171,8 +180,9 @@ void modem::hear(std::string_view bytes)
     m_received += bytes;
     m_unread += bytes;
     while (const std::optional<std::string> request = take_request()) {
+        const std::string said = answer_to(*request); // and keeps what the request brings, also in silence
         if (!m_control.silent) {
-            answer(answer_to(*request));
+            answer(said);
         }
     }
 }
@@ -220,6 +230,23 @@ std::optional<std::string> modem::take_line()
     return line;
 }
 
+// The answer to a command with AT data, the first byte of which is a command id: the next id and the result. Empty when
+// the command has other digits than those of whole bytes, or none.
+static std::string tunnel_answer(std::string_view command, std::uint32_t result)
+{
+    constexpr std::string_view prefix = "AT^DTTEST=";
+    constexpr std::string_view valid = "0123456789abcdefABCDEF";
+    const std::string_view digits = command.substr(std::min(prefix.size(), command.size()));
+    if (command.substr(0, prefix.size()) != prefix || digits.empty() || digits.size() % 2 != 0 ||
+        digits.find_first_not_of(valid) != std::string_view::npos) {
+        return "";
+    }
+    const auto next_id = static_cast<std::uint8_t>(std::stoi(std::string(digits.substr(0, 2)), nullptr, 16) + 1);
+    char answer[64];
+    (void)std::snprintf(answer, sizeof(answer), "\r\n^DTTEST: %02X%08X\r\n\r\nOK\r\n", next_id, result);
+    return answer;
+}
+
 // The answer to an AMT message in its envelope; empty when the frame holds none.
 static std::string message_answer(const std::string &frame, std::uint32_t result)
 {
@@ -237,19 +264,23 @@ static std::string message_answer(const std::string &frame, std::uint32_t result
     return {buffer.m_data_a, buffer.m_data_a + buffer.m_length};
 }
 
-std::string modem::answer_to(const std::string &request) const
+std::string modem::answer_to(const std::string &request)
 {
     if (request.empty()) {
         return ""; // a line of nothing is no command
     }
-    if (m_control.refuse) {
-        return k_modem_refusal;
+    if (!m_control.refusal.empty()) {
+        return m_control.refusal;
     }
     if (request.compare(0, k_magic.size(), k_magic) == 0) {
         const std::string answer = message_answer(request, m_control.result);
         return answer.empty() ? k_modem_refusal : answer;
     }
-    return answer_by_rules(m_rules, request).value_or(k_modem_refusal);
+    if (const std::optional<std::string> answer = answer_by_rules(m_rules, request, m_known)) {
+        return *answer;
+    }
+    const std::string answer = tunnel_answer(request, m_control.result);
+    return answer.empty() ? k_modem_refusal : answer;
 }
 
 void modem::answer(std::string_view bytes)

@@ -1,7 +1,8 @@
 // A model of the cellular modem behind one of its ttys, the data tty or the AT port: it answers AT lines by rules (see
-// modem_rules.h) and AMT messages in the station's envelope with a result. It can be told to be silent, slow, to answer
-// in pieces or to refuse, and it can hang up and come back. A thread of its own serves the tty; all functions may be
-// called on any thread.
+// modem_rules.h), keeping what these have it keep, and AMT messages with a result: in the station's envelope, or as the
+// hexadecimal digits of AT^DTTEST unless a rule has another answer to that. It can be told to be silent, slow, to
+// answer in pieces or to refuse, it can be taught more rules, and it can hang up and come back, with all that it keeps.
+// A thread of its own serves the tty; all functions may be called on any thread.
 //
 //     emulator::modem modem(handset.open_tty("/dev/ttyUSB0"));
 //     station.write("AT+CSQ\r");
@@ -29,8 +30,8 @@ namespace emulator {
 
 // How a modem answers; none of it holds for what say() says.
 struct modem_control {
-    bool silent = false;      // takes everything and answers nothing
-    bool refuse = false;      // answers everything with k_modem_refusal
+    bool silent = false;      // takes and keeps everything and answers nothing
+    std::string refusal;      // answers everything with this and keeps nothing; empty: answers by its rules
     std::uint32_t result = 0; // what the answers to AMT messages carry
     int delay_ms = 0;         // before an answer, and between its pieces
     std::size_t split = 0;    // bytes of a piece, each a write of its own; 0: an answer is one piece
@@ -48,6 +49,10 @@ class modem {
 
     // From now on; control({}) restores the default. Answers that are already on their way are not changed.
     void control(const modem_control &how);
+
+    // Rules that go before those it has, from now on. Throws std::runtime_error when they cannot be read; it then has
+    // learnt none of them.
+    void teach(std::string_view rules);
 
     // All bytes that have arrived, from every tty that it has served. When a request is among them, its answer has
     // been decided on.
@@ -78,16 +83,17 @@ class modem {
     std::optional<std::string> take_request();
     std::optional<std::string> take_frame();
     std::optional<std::string> take_line();
-    std::string answer_to(const std::string &request) const;
+    std::string answer_to(const std::string &request);
     void answer(std::string_view bytes);
     void speak();
     void wake() const;
 
-    const std::vector<modem_rule> m_rules;
     const descriptor m_wake; // an eventfd: something below has changed
 
     mutable std::mutex m_mutex; // guards everything below
     mutable std::condition_variable m_changed;
+    std::vector<modem_rule> m_rules;
+    modem_memory m_known;
     modem_control m_control;
     tty m_port;                // used by the thread alone
     std::optional<tty> m_next; // the port to serve next; one without a descriptor hangs up

@@ -8,8 +8,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "station/message.h"
-#include "tests/end-to-end/service_handset.h"
+#include "tests/end-to-end/application_handset.h"
 
 namespace {
 
@@ -19,60 +18,16 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-constexpr char k_path[] = "/dev/ttyAMT";
-
-class Application : public service_handset {
-  protected:
-    emulator::tty open_app() { return emulator::tty(m_handset.open(k_path, O_RDWR)); }
-
-    // The application closes its side; its path then leads to a new port, until which it leads to the old or nowhere.
-    void close_app(emulator::tty &app)
-    {
-        const size_t before = ports_made();
-        app.hang_up();
-        emulator::wait_until("a new port", [&] { return ports_made() == before + 1; });
-    }
-
-    size_t ports_made() const
-    {
-        size_t count = 0;
-        for (const emulator::log_record &record : m_handset.log_records()) {
-            count += record.text.find("m_pts_mapping_name_a[/dev/ttyAMT]") != std::string::npos &&
-                             record.function == "pub_pty_open"
-                         ? 1
-                         : 0;
-        }
-        return count;
-    }
-
-    // Sends a bare message and reads the message that comes back.
-    static station::message ask(emulator::tty &app, const station::message &request)
-    {
-        app.write(request.encode());
-        return receive(app);
-    }
-
-    static station::message receive(emulator::tty &app)
-    {
-        std::string bytes = app.read_exactly(2);
-        const auto length = static_cast<size_t>(static_cast<uint8_t>(bytes[0]) | static_cast<uint8_t>(bytes[1]) << 8);
-        bytes += app.read_exactly(length - 2);
-        const station::decoded answer = station::decode(bytes);
-        EXPECT_EQ(answer.error, "");
-        return answer.message.value_or(station::message(0));
-    }
-
-    static station::message failure(uint8_t id) { return station::message(id).with_int(1, 1); }
-};
+class Application : public application_handset {};
 
 TEST_F(Application, FindsItsPortUnderItsPath)
 {
     const emulator::process service = start_up();
-    EXPECT_THAT(m_handset.files.read_link(k_path), StartsWith("/dev/pts/"));
+    EXPECT_THAT(m_handset.files.read_link(k_app_path), StartsWith("/dev/pts/"));
     EXPECT_FALSE(m_station.opened()) << "nothing is said to a station in this arrangement";
     EXPECT_FALSE(m_modem.opened());
     (void)end(service);
-    EXPECT_FALSE(m_handset.files.exists(k_path)) << "and the path goes with the service";
+    EXPECT_FALSE(m_handset.files.exists(k_app_path)) << "and the path goes with the service";
 }
 
 TEST_F(Application, IsRefusedACommandThatNobodyHandles)
@@ -137,7 +92,7 @@ TEST_F(Application, IsToldThatTheModemRefusedTheChannel)
 {
     const emulator::process service = start_up();
     emulator::modem_control refusing;
-    refusing.refuse = true;
+    refusing.refusal = emulator::k_modem_refusal;
     m_at->control(refusing);
     emulator::tty app = open_app();
     EXPECT_EQ(ask(app, station::message(0xE8).with_int(159, 2)), failure(0xE9));
@@ -164,7 +119,7 @@ TEST_F(Application, WithoutAModemIsServedAllTheSame)
 TEST_F(Application, MeetsAModemThatRefusesToBeQuiet)
 {
     emulator::modem_control refusing;
-    refusing.refuse = true;
+    refusing.refusal = emulator::k_modem_refusal;
     m_at->control(refusing);
     const emulator::process service = start_up();
     EXPECT_THAT(told(m_handset.log_records()), Not(Contains(HasSubstr("The AT device is not opened"))))
@@ -217,7 +172,7 @@ TEST_F(Application, ClosesAndOpensItsPathAgain)
     for (int round = 0; round < 5; round++) {
         emulator::tty app = open_app();
         EXPECT_EQ(ask(app, station::message(0xE8).with_int(159, 1)), station::message(0xE9).with_int(1, 0));
-        const std::string slave = m_handset.files.read_link(k_path);
+        const std::string slave = m_handset.files.read_link(k_app_path);
         close_app(app);
         EXPECT_THAT(told(m_handset.log_records()),
                     Contains("info | pty disconnect: pts name(" + slave + "), pts mapping name(/dev/ttyAMT)"));

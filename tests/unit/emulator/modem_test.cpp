@@ -1,31 +1,23 @@
-// The model of the modem, over a pseudo-terminal as in the handset, and over a socket pair where it matters which bytes
-// came in one write.
+// What the model of the modem answers, what it learns, and what it keeps.
+
+#include "modem_ends.h"
 
 #include "emulator/modem.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/socket.h>
-#include <termios.h>
+#include <thread>
 
-#include <cstdlib>
-#include <memory>
-#include <system_error>
-
+using namespace emulator_test;
 using namespace std::chrono_literals;
-using emulator::modem;
 using emulator::modem_control;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::SizeIs;
 using testing::ThrowsMessage;
 
 namespace {
-
-const std::string k_ok = "\r\nOK\r\n";
-const std::string k_error = "\r\nERROR\r\n";
-const std::string k_csq = "\r\n+CSQ: 23,99\r\n\r\nOK\r\n";
 
 std::string literal(const char *bytes, std::size_t size)
 {
@@ -42,83 +34,6 @@ const std::string k_last_request = BYTES("\xAA\xBB\xCC\xDD\x0E\0\0\0\x02\0\0\0\x
 const std::string k_refused_answer = BYTES("\xAA\xBB\xCC\xDD\x17\0\0\0\x02\0\0\0"
                                            "\x0F\0\xBB\0\x09\0\xEE\x01\x01\x04\0\x01\0\0\0\x58\x80\xD2\x73");
 
-std::system_error failed(const char *what)
-{
-    return {errno, std::generic_category(), what};
-}
-
-// The master of a raw pseudo-terminal, and the path of its slave, which has been open before.
-struct terminal {
-    emulator::tty far_end;
-    std::string path;
-};
-
-terminal make_terminal()
-{
-    emulator::descriptor master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
-    char path[64];
-    termios attributes = {};
-    if (grantpt(master.get()) != 0 || unlockpt(master.get()) != 0 || ptsname_r(master.get(), path, sizeof(path)) != 0 ||
-        tcgetattr(master.get(), &attributes) != 0) {
-        throw failed("cannot make a pseudo-terminal");
-    }
-    cfmakeraw(&attributes);
-    if (tcsetattr(master.get(), TCSANOW, &attributes) != 0) {
-        throw failed("cannot set a pseudo-terminal to raw mode");
-    }
-    const emulator::descriptor opened_once(open(path, O_RDWR | O_NOCTTY | O_CLOEXEC));
-    return {emulator::tty(std::move(master)), path};
-}
-
-// The device as the service has it open. The far end's class serves here too: it reads and writes any descriptor.
-emulator::tty open_device(const std::string &path)
-{
-    return emulator::tty(emulator::descriptor(open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)));
-}
-
-// A modem behind a terminal that the service has open.
-struct terminal_modem {
-    explicit terminal_modem(std::string_view rules = emulator::k_modem_rules)
-        : terminal_modem(make_terminal(), rules)
-    {
-    }
-    terminal_modem(terminal made, std::string_view rules)
-        : service(open_device(made.path))
-        , model(std::move(made.far_end), rules)
-    {
-    }
-
-    emulator::tty service;
-    modem model;
-};
-
-// A modem behind a socket pair: one read brings exactly what one write has sent.
-struct packet_modem {
-    packet_modem()
-        : packet_modem(make_ends())
-    {
-    }
-
-    emulator::tty service;
-    modem model;
-
-  private:
-    using ends = std::pair<emulator::tty, emulator::tty>;
-    explicit packet_modem(ends both)
-        : service(std::move(both.first))
-        , model(std::move(both.second))
-    {
-    }
-    static ends make_ends()
-    {
-        int sockets[2] = {-1, -1};
-        if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, sockets) != 0) {
-            throw failed("cannot make a socket pair");
-        }
-        return {emulator::tty(emulator::descriptor(sockets[0])), emulator::tty(emulator::descriptor(sockets[1]))};
-    }
-};
-
 struct exchange_row {
     const char *name;
     std::string sent;
@@ -133,6 +48,20 @@ const std::vector<exchange_row> k_exchanges = {
     {"a line that it does not know", "AT+NOTHING\r", k_error},
     {"a line of nothing", "\rAT\r", k_ok},
     {"a line with a tail", "AT^DMPCHN=2\r", k_ok},
+    {"what is kept", "AT^DMSN\rAT^DMSN=NEW1\rAT^DMSN\r", k_serial + k_ok + k_new_serial},
+    {"verdicts of two stations", "AT^DATOMW=3,2,RF, low\rAT^DATOMW=4,1\rAT^DATOMR=1,3\rAT^DATOMR=1,4\r",
+     k_ok + k_ok + "\r\n^DATOMR: 3,2,RF, low\r\n" + k_ok + "\r\n^DATOMR: 4,1,\r\n" + k_ok},
+    {"AT data", "AT^DTTEST=0D07\r", "\r\n^DTTEST: 0E00000000\r\n" + k_ok},
+    {"AT data of an id alone", "AT^DTTEST=BB\r", "\r\n^DTTEST: BC00000000\r\n" + k_ok},
+    {"AT data in small letters", "AT^DTTEST=bbfF\r", "\r\n^DTTEST: BC00000000\r\n" + k_ok},
+    {"AT data of the last id", "AT^DTTEST=FF\r", "\r\n^DTTEST: 0000000000\r\n" + k_ok},
+    {"AT data without a digit", "AT^DTTEST=\r", k_error},
+    {"AT data of half a byte", "AT^DTTEST=B\r", k_error},
+    {"AT data of a byte and a half", "AT^DTTEST=BB1\r", k_error},
+    {"AT data with something else inside", "AT^DTTEST=BB1G\r", k_error},
+    {"AT data with a sign", "AT^DTTEST=-1\r", k_error},
+    {"AT data behind a blank", "AT^DTTEST= BB1\r", k_error},
+    {"AT data that are asked for", "AT^DTTEST?\r", k_error},
     {"a message", k_request, k_answer},
     {"two messages", k_request + k_request, k_answer + k_answer},
     {"a message and a line", k_request + "AT\r", k_answer + k_ok},
@@ -200,6 +129,44 @@ TEST(Modem, AnswersTheLastIdWithTheFirstAndTheResultThatItIsTold)
     EXPECT_EQ(tested.service.read_exactly(k_refused_answer.size()), k_refused_answer);
 }
 
+TEST(Modem, AnswersAtDataWithTheResultThatItIsTold)
+{
+    terminal_modem tested;
+    modem_control how;
+    how.result = 0x1A2B3C0D;
+    tested.model.control(how);
+    const std::string answer = "\r\n^DTTEST: 0C1A2B3C0D\r\n" + k_ok;
+    tested.service.write("AT^DTTEST=0B\r");
+    EXPECT_EQ(tested.service.read_exactly(answer.size()), answer);
+}
+
+TEST(Modem, AnswersAtDataByARuleWhenThereIsOne)
+{
+    terminal_modem tested("AT^DTTEST=0B* => mine\nAT^DTTEST=zz => garbage");
+    tested.service.write("AT^DTTEST=0B01\rAT^DTTEST=zz\rAT^DTTEST=0C\r");
+    const std::string answers = "minegarbage\r\n^DTTEST: 0D00000000\r\n" + k_ok;
+    EXPECT_EQ(tested.service.read_exactly(answers.size()), answers);
+}
+
+TEST(Modem, AnswersTheSameByteByByte)
+{
+    for (const exchange_row &row : k_exchanges) {
+        SCOPED_TRACE(row.name);
+        packet_modem tested;
+        modem_control how;
+        how.split = 1;
+        tested.model.control(how);
+        tested.service.write(row.sent);
+        std::string answered;
+        while (answered.size() < row.answered.size()) {
+            const std::string piece = tested.service.read();
+            ASSERT_THAT(piece, SizeIs(1));
+            answered += piece;
+        }
+        EXPECT_EQ(answered, row.answered);
+    }
+}
+
 TEST(Modem, AnswersByTheRulesThatItIsGiven)
 {
     terminal_modem tested("AT+CSQ => \\r\\nmine\\r\\n\nAT+QUIET =>");
@@ -208,6 +175,68 @@ TEST(Modem, AnswersByTheRulesThatItIsGiven)
     tested.service.write("AT+QUIET\rATI\r");
     EXPECT_EQ(tested.service.read(), k_error) << "to ATI, which these rules do not have";
     EXPECT_THAT([] { terminal_modem wrong("AT"); }, ThrowsMessage<std::runtime_error>(HasSubstr("line 1")));
+}
+
+TEST(Modem, LearnsRulesThatGoBeforeThoseItHas)
+{
+    terminal_modem tested;
+    tested.service.write("AT+CSQ\r");
+    EXPECT_EQ(tested.service.read_exactly(k_csq.size()), k_csq);
+    tested.model.teach("AT+CSQ => first\nAT+NEW => new");
+    tested.service.write("AT+CSQ\rAT+NEW\rAT\r");
+    EXPECT_EQ(tested.service.read_exactly(8 + k_ok.size()), "firstnew" + k_ok) << "and the others still hold";
+    tested.model.teach("AT+CSQ => second");
+    tested.service.write("AT+CSQ\rAT+NEW\r");
+    EXPECT_EQ(tested.service.read_exactly(9), "secondnew");
+}
+
+TEST(Modem, LearnsAnErrorASilenceOrManyLinesForOneCommand)
+{
+    packet_modem tested;
+    tested.model.teach(R"(
+        AT^DMSN   => \r\n+CME ERROR: 10\r\n
+        AT^DTOC   =>
+        AT^DGSN?  => \r\nRING\r\n\r\n^DGSN: 1\r\n\r\nOK\r\n
+    )");
+    tested.service.write("AT^DMSN\r");
+    EXPECT_EQ(tested.service.read(), "\r\n+CME ERROR: 10\r\n");
+    tested.service.write("AT^DTOC\rAT^DGSN?\r");
+    EXPECT_EQ(tested.service.read(), "\r\nRING\r\n\r\n^DGSN: 1\r\n" + k_ok) << "in one piece, with nothing before it";
+}
+
+TEST(Modem, LearnsNothingFromRulesThatItCannotRead)
+{
+    terminal_modem tested;
+    EXPECT_THAT([&] { tested.model.teach("AT => mine\nAT+X={a"); },
+                ThrowsMessage<std::runtime_error>(HasSubstr("line 2 of the modem's rules")));
+    tested.service.write("AT\r");
+    EXPECT_EQ(tested.service.read(), k_ok);
+}
+
+TEST(Modem, LearnsWhileItAnswers)
+{
+    constexpr int count = 200;
+    terminal_modem tested("AT+X => a");
+    std::thread teacher([&] {
+        for (int i = 0; i < count; ++i) {
+            tested.model.teach("AT+X => a");
+        }
+    });
+    for (int i = 0; i < count; ++i) {
+        tested.service.write("AT+X\r");
+    }
+    teacher.join();
+    EXPECT_EQ(tested.service.read_exactly(count), std::string(count, 'a'));
+}
+
+TEST(Modem, KeepsAcrossALessonWhatItWasTold)
+{
+    terminal_modem tested;
+    tested.service.write("AT^DMSN=NEW1\r");
+    EXPECT_EQ(tested.service.read_exactly(k_ok.size()), k_ok);
+    tested.model.teach("AT+MINE => <{sn}>");
+    tested.service.write("AT+MINE\r");
+    EXPECT_EQ(tested.service.read_exactly(6), "<NEW1>");
 }
 
 TEST(Modem, KeepsAllThatItReceivedUntilThatIsCleared)
@@ -239,19 +268,53 @@ TEST(Modem, IsSilentWhenToldSo)
     EXPECT_EQ(tested.service.read(), k_ok);
 }
 
-TEST(Modem, RefusesEverythingWhenToldSo)
+TEST(Modem, KeepsInSilenceWhatItIsTold)
 {
     terminal_modem tested;
     modem_control how;
-    how.refuse = true;
+    how.silent = true;
     tested.model.control(how);
-    for (const std::string &request : {std::string("AT\r"), std::string("ATI\r\n"), k_request}) {
-        tested.service.write(request);
-        EXPECT_EQ(tested.service.read_exactly(k_error.size()), k_error);
-    }
+    tested.service.write("AT^DMSN=NEW1\r");
+    tested.model.wait_received("AT^DMSN=NEW1\r");
     tested.model.control({});
-    tested.service.write("AT\r");
-    EXPECT_EQ(tested.service.read(), k_ok);
+    tested.service.write("AT^DMSN\r");
+    EXPECT_EQ(tested.service.read_exactly(k_new_serial.size()), k_new_serial);
+}
+
+TEST(Modem, RefusesEverythingAsItIsTold)
+{
+    for (const std::string &refusal : {k_error, std::string("\r\n+CME ERROR: 3\r\n"), std::string("\r\n+CMS ERROR")}) {
+        SCOPED_TRACE(refusal);
+        terminal_modem tested;
+        modem_control how;
+        how.refusal = refusal;
+        tested.model.control(how);
+        for (const std::string &request :
+             {std::string("AT\r"), std::string("ATI\r\n"), std::string("AT+NOTHING\r"), k_request}) {
+            tested.service.write(request);
+            EXPECT_EQ(tested.service.read_exactly(refusal.size()), refusal);
+        }
+        tested.model.control({});
+        tested.service.write("AT\r");
+        EXPECT_EQ(tested.service.read(), k_ok);
+    }
+}
+
+TEST(Modem, KeepsNothingOfWhatItRefuses)
+{
+    terminal_modem tested;
+    modem_control how;
+    how.refusal = emulator::k_modem_refusal;
+    tested.model.control(how);
+    tested.service.write("AT^DMSN=NEW1\r");
+    EXPECT_EQ(tested.service.read_exactly(k_error.size()), k_error);
+    how.silent = true;
+    tested.model.control(how);
+    tested.service.write("AT^DMSN=NEW2\r");
+    tested.model.wait_received("AT^DMSN=NEW2\r");
+    tested.model.control({});
+    tested.service.write("AT^DMSN\r");
+    EXPECT_EQ(tested.service.read_exactly(k_serial.size()), k_serial);
 }
 
 TEST(Modem, AnswersInPiecesEachAWriteOfItsOwn)
@@ -303,118 +366,4 @@ TEST(Modem, GivesDelayedPiecesInTheirOrder)
     tested.service.write("AT+NOTHING\r");
     EXPECT_EQ(tested.service.read_exactly(k_csq.size() - 9 + k_ok.size() + k_error.size()),
               k_csq.substr(9) + k_ok + k_error);
-}
-
-// More than a tty holds, in both directions at once.
-TEST(Modem, LosesNoAnswerWhenTheReaderIsSlow)
-{
-    constexpr int count = 8000;
-    terminal_modem tested;
-    std::string expected;
-    for (int i = 0; i < count; ++i) {
-        tested.service.write("AT+CSQ\r");
-        expected += k_csq;
-    }
-    ASSERT_GT(expected.size(), 160'000U);
-    EXPECT_TRUE(tested.service.read_exactly(expected.size()) == expected);
-}
-
-TEST(Modem, SaysWhatIsLongerThanATtyHolds)
-{
-    terminal_modem tested;
-    std::string text;
-    for (int i = 0; text.size() < 200'000; ++i) {
-        text += std::to_string(i) + ' ';
-    }
-    tested.model.say(text);
-    EXPECT_TRUE(tested.service.read_exactly(text.size()) == text);
-}
-
-TEST(Modem, WaitsForAServiceThatOpensTheTtyLater)
-{
-    terminal made = make_terminal();
-    modem model(std::move(made.far_end));
-    model.say("\r\nSTART\r\n");
-    emulator::tty service = open_device(made.path);
-    EXPECT_EQ(service.read_until("START\r\n"), "\r\nSTART\r\n");
-}
-
-TEST(Modem, StaysWhenTheServiceClosesTheTtyAndOpensItAgain)
-{
-    terminal made = make_terminal();
-    const modem model(std::move(made.far_end));
-    for (int round = 0; round < 100; ++round) {
-        emulator::tty service = open_device(made.path);
-        service.write("AT+CSQ\r");
-        ASSERT_EQ(service.read_exactly(k_csq.size()), k_csq) << "in round " << round;
-    }
-}
-
-TEST(Modem, HangsUpAndComesBack)
-{
-    terminal_modem tested;
-    tested.service.write("AT+C");
-    tested.model.wait_received("AT+C");
-    EXPECT_TRUE(tested.service.opened());
-    tested.model.hang_up();
-    EXPECT_FALSE(tested.service.opened());
-    tested.model.say("to nobody");
-    tested.model.hang_up();
-
-    terminal fresh = make_terminal();
-    emulator::tty service = open_device(fresh.path);
-    tested.model.come_back(std::move(fresh.far_end));
-    service.write("SQ\r");
-    EXPECT_EQ(service.read(), k_error) << "half a line has survived the hang-up, or what was said to nobody";
-    EXPECT_EQ(tested.model.received(), "AT+CSQ\r");
-}
-
-TEST(Modem, LosesADelayedAnswerWhenItHangsUp)
-{
-    terminal_modem tested;
-    modem_control how;
-    how.delay_ms = 3'600'000;
-    tested.model.control(how);
-    tested.service.write("AT+CSQ\r");
-    tested.model.wait_received("AT+CSQ\r");
-    tested.model.hang_up();
-    tested.model.control({});
-
-    terminal fresh = make_terminal();
-    emulator::tty service = open_device(fresh.path);
-    tested.model.come_back(std::move(fresh.far_end));
-    service.write("AT\r");
-    EXPECT_EQ(service.read(), k_ok);
-}
-
-TEST(Modem, LeavesOneTtyForAnother)
-{
-    terminal_modem tested;
-    terminal other = make_terminal();
-    emulator::tty service = open_device(other.path);
-    tested.model.come_back(std::move(other.far_end));
-    EXPECT_FALSE(tested.service.opened());
-    service.write("AT\r");
-    EXPECT_EQ(service.read(), k_ok);
-}
-
-TEST(Modem, TakesOverWhatItsPredecessorAtTheTtyHadNotReadToTheEnd)
-{
-    terminal made = make_terminal();
-    emulator::tty service = open_device(made.path);
-    service.write("AT^DLKS=0\rAT+CSQ\r");
-    EXPECT_EQ(made.far_end.read_until("AT^DLKS=0\r"), "AT^DLKS=0\r");
-    modem model(std::move(made.far_end));
-    EXPECT_EQ(service.read_exactly(k_csq.size()), k_csq);
-    EXPECT_EQ(model.received(), "AT+CSQ\r");
-}
-
-TEST(Modem, HangsUpWhenItGoes)
-{
-    terminal made = make_terminal();
-    const emulator::tty service = open_device(made.path);
-    auto model = std::make_unique<modem>(std::move(made.far_end));
-    EXPECT_TRUE(service.opened());
-    model.reset();
-    EXPECT_FALSE(service.opened());
 }
