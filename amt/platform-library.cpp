@@ -93,3 +93,20 @@ int32_t amt_usb_charge_ctrl(int32_t type)
     }
     return result;
 }
+
+int32_t amt_boot_dl_fin_read(int32_t *state)
+{
+    log_func();
+    log_info("amt_boot_dl_fin_read start.");
+    *state = 0;
+    misc_library library;
+    const auto check = library.find<amt_check_system_sanity_fn>("amt_check_system_sanity");
+    if (check == nullptr) {
+        return ERR_C_FUNCTION;
+    }
+    log_info("will call amt_check_system_sanity.");
+    *state = check();
+    log_info("stop call amt_check_system_sanity. return value:%d.", *state);
+    library.unload();
+    return ERR_NONE;
+}

@@ -10,3 +10,7 @@ void decide_platform_lib_name();
 // Sets how the cable charges the handset; `type` is 0 or more. ERR_INVALID_PARAM for a negative type, ERR_C_FUNCTION
 // when the library or its entry is missing, else what the library returned: 0 for success.
 int32_t amt_usb_charge_ctrl(int32_t type);
+
+// Reads the flag that tells how the last download of the handset's software ended: *state is 0 when nothing was read.
+// ERR_C_FUNCTION when the library or its entry is missing.
+[[nodiscard]] int32_t amt_boot_dl_fin_read(int32_t *state);

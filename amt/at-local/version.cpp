@@ -8,53 +8,12 @@
 #include "amt/at-local/at-reply.h"
 #include "amt/core/request.h"
 #include "amt/core/response.h"
+#include "amt/core/version-module.h"
 
 #define LOG_MODULE "amt/amt-handle"
 #include "pub/log/log.h"
 
 namespace {
-
-constexpr uint8_t k_response_id = 46;
-constexpr uint8_t k_type_atom = 19;
-constexpr uint8_t k_version_atom = 18;
-
-// Who knows the version of a module.
-enum class version_source { fixed_text, software, modem };
-
-struct module_row {
-    int32_t m_type;
-    version_source m_source;
-    const char *m_name;
-};
-
-// clang-format off
-constexpr module_row k_modules_a[] = {
-    { 1, version_source::fixed_text, "AMT_PRODUCT_MODULE"},
-    {16, version_source::software,   "AMT_SOFTWARE_MODULE"},
-    {17, version_source::modem,      "AMT_L1_MODULE"},
-    {18, version_source::modem,      "AMT_HLS_MODULE"},
-    {19, version_source::fixed_text, "AMT_PLATFORM_MODULE"},
-    {20, version_source::fixed_text, "AMT_APP_MODULE"},
-    {32, version_source::fixed_text, "AMT_HARDWARE_MODULE"},
-    {64, version_source::fixed_text, "AMT_WHOLE_MODULE"},
-};
-// clang-format on
-
-// 64 characters whatever the handset runs: the station reads nothing out of it but that there is an answer, keep.
-constexpr char k_fixed_text[] = "\rAndroid4.2,2013-01-21"
-                                "\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n"
-                                "\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n";
-static_assert(sizeof(k_fixed_text) - 1 == 64, "the fixed version is 64 characters");
-
-const module_row *find_module(int32_t type)
-{
-    for (const module_row &row : k_modules_a) {
-        if (row.m_type == type) {
-            return &row;
-        }
-    }
-    return nullptr;
-}
 
 bool is_property(const char *key, const char *expected)
 {
@@ -88,10 +47,10 @@ int32_t read_display_version(char (&text)[AMT_VERSION_SIZE])
     return ERR_NONE;
 }
 
-int32_t append_version(const module_row &module, amt_buffer *response)
+int32_t append_version(const version_module &module, amt_buffer *response)
 {
     if (module.m_source == version_source::fixed_text) {
-        return amt_message_append_bytes(response->m_data_a, k_version_atom, k_fixed_text, sizeof(k_fixed_text) - 1);
+        return amt_append_fixed_version(response->m_data_a);
     }
     char text[AMT_VERSION_SIZE];
     uint32_t length = 0;
@@ -99,7 +58,7 @@ int32_t append_version(const module_row &module, amt_buffer *response)
     if (result != ERR_NONE) {
         return log_error(result, "failed to get ap's sw version");
     }
-    return amt_message_append_bytes(response->m_data_a, k_version_atom, text, length);
+    return amt_message_append_bytes(response->m_data_a, AMT_VERSION_TEXT_ATOM, text, length);
 }
 
 } // namespace
@@ -127,12 +86,6 @@ int32_t get_ap_sw_version(char *output, uint32_t *length)
     return ERR_NONE;
 }
 
-const char *amt_get_module_name(int32_t type)
-{
-    const module_row *module = find_module(type);
-    return module == nullptr ? "(undefined)" : module->m_name;
-}
-
 int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
@@ -140,9 +93,9 @@ int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, am
     if (result != ERR_NONE) {
         return result;
     }
-    const auto type = static_cast<int32_t>(amt_message_get_int(request->m_data_a, k_type_atom));
+    const auto type = static_cast<int32_t>(amt_message_get_int(request->m_data_a, AMT_VERSION_TYPE_ATOM));
     log_info("version type: 0x%02x - %s", static_cast<uint32_t>(type), amt_get_module_name(type));
-    const module_row *module = find_module(type);
+    const version_module *module = amt_find_version_module(type);
     if (module == nullptr) {
         return log_error(ERR_UNKNOWN, "unknown version type: 0x%02x", static_cast<uint32_t>(type));
     }
@@ -150,8 +103,8 @@ int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, am
         return ERR_NOT_FOUND;
     }
     (void)amt_handle_send_pre_rsp_for_pc(AMT_CHANNEL_PC, response); // told in the log; the answer may still arrive
-    amt_handle_begin_rsp(response, k_response_id);
-    (void)amt_message_append_int(response->m_data_a, k_type_atom, static_cast<uint32_t>(type));
+    amt_handle_begin_rsp(response, AMT_VERSION_RESPONSE_ID);
+    (void)amt_message_append_int(response->m_data_a, AMT_VERSION_TYPE_ATOM, static_cast<uint32_t>(type));
     result = append_version(*module, response);
     if (result != ERR_NONE) {
         return result;

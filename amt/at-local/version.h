@@ -11,9 +11,6 @@ constexpr uint32_t AMT_VERSION_SIZE = 100;
 // count. ERR_INVALID_PARAM for a null argument, ERR_UNKNOWN when the handset does not know its version.
 [[nodiscard]] int32_t get_ap_sw_version(char *output, uint32_t *length);
 
-// The name of a module whose version can be asked for (int atom 19 of the request); "(undefined)" for any other number.
-const char *amt_get_module_name(int32_t type);
-
 // The handler of the version request. ERR_NOT_FOUND for the versions that the modem knows, ERR_UNKNOWN for one that
 // nobody knows. Sends the pre-response by itself, before the answers that are the handset's own.
 int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, amt_buffer *response);

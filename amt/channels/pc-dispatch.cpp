@@ -11,6 +11,7 @@
 #include "amt/core/response.h"
 #include "amt/identity/identity-writes.h"
 #include "amt/platform-library.h"
+#include "amt/results/result-requests.h"
 #include "amt/wire/amt-convert.h"
 
 #define LOG_MODULE "amt/amt-handle"
@@ -28,7 +29,7 @@ constexpr uint32_t k_second_probe = 4; // where it begins, behind one more byte
 constexpr char k_lock_line[] = "AT;^DLKS=1\r";
 
 // These acknowledge by themselves or not at all.
-constexpr amt_handle_func k_without_pre_response_a[] = {handle_amt_pc_req_version};
+constexpr amt_handle_func k_without_pre_response_a[] = {handle_amt_pc_req_version, amt_modem_write_pc_test_result};
 
 // The commands that write an identity, and the lines that may.
 constexpr uint8_t k_identity_ids_a[] = {0, 5, 87, 232, k_line_id};

@@ -4,29 +4,72 @@
 
 #include "amt/at-local/version.h"
 #include "amt/core/registry.h"
+#include "amt/device/handset-state.h"
 #include "amt/modem/channel-switch.h"
+#include "amt/modem/modem-requests.h"
+#include "amt/modem/modem-tunnel.h"
+#include "amt/modem/modem-version.h"
+#include "amt/modem/normal-to-amt.h"
+#include "amt/results/result-requests.h"
 
 #define LOG_MODULE "amt/amt-handle"
 #include "pub/log/log.h"
 
 namespace {
 
+// A handler of one id, or of every second one from the first to the last: in between stand the answers.
 struct registration {
-    uint32_t m_id;
+    uint32_t m_first;
+    uint32_t m_last;
     amt_handle_func m_handler;
 };
+
+constexpr uint32_t k_step = 2;
 
 // In the order of registration, which the log shows; of two rows of one id the later one is in force.
 // clang-format off
 
 // Requests of the station. What stands in neither this table nor the chain of AT lines goes to the modem.
 constexpr registration k_pc_registrations_a[] = {
-    {0x2D, handle_amt_pc_req_version},
+    {0x2D, 0x2D, handle_amt_pc_req_version},
+    {0x5B, 0x5B, amt_modem_write_pc_test_result},
+    {0xF4, 0xF4, amt_modem_boot_dl_fin_read},
 };
 
 // Requests of the application. What does not stand here is refused.
 constexpr registration k_app_registrations_a[] = {
-    {0xE8, amt_at_to_modem},
+    {0x01, 0x05, amt_modem_handle_req},
+    {0x07, 0x07, amt_modem_handle_read_imei},
+    {0x0B, 0x1B, amt_modem_handle_req},
+    {0x27, 0x29, amt_modem_handle_req},
+    {0x2A, 0x2A, amt_modem_handle_req},
+    {0x2B, 0x2B, amt_modem_handle_req},
+    {0x2D, 0x2D, handle_amt_req_version},
+    {0x2F, 0x35, amt_modem_handle_req},
+    {0x37, 0x37, amt_modem_handle_temperature},
+    {0x3B, 0x3F, amt_modem_handle_req},
+    {0x41, 0x41, amt_modem_handle_read_outdate},
+    {0x43, 0x53, amt_modem_handle_req},
+    {0x55, 0x55, amt_modem_handle_read_board},
+    {0x57, 0x57, amt_modem_handle_req},
+    {0x59, 0x59, amt_modem_read_test_result},
+    {0x5B, 0x5B, amt_modem_write_test_result},
+    {0x5D, 0x61, amt_modem_handle_req},
+    {0x65, 0x69, amt_modem_handle_req},
+    {0x6B, 0x87, amt_modem_handle_req},
+    {0x95, 0x9B, amt_modem_handle_req},
+    {0xC9, 0xC9, amt_modem_handle_req},
+    {0xCC, 0xCC, amt_modem_handle_req},
+    {0xCD, 0xD5, amt_modem_handle_req},
+    {0xDB, 0xDD, amt_modem_handle_req}, // the first of them has a handler of its own in the end: see the last row
+    {0xE4, 0xE4, amt_item_read_test_result},
+    {0xE6, 0xE6, amt_item_write_test_result},
+    {0xE8, 0xE8, amt_at_to_modem},
+    {0x63, 0x63, amt_dtoc_checkSIM},
+    {0xEA, 0xEA, amt_read_serial_number},
+    {0xC3, 0xC3, amt_handle_normal_to_amt},
+    {0xC5, 0xC5, amt_query_amt_support},
+    {0xDB, 0xDB, amt_handle_damt1_cmd},
 };
 // clang-format on
 
@@ -34,24 +77,30 @@ template <size_t count>
 constexpr bool can_be_registered(const registration (&rows)[count])
 {
     for (const registration &row : rows) {
-        if (row.m_id >= AMT_HANDLER_COUNT) {
+        if (row.m_first > row.m_last || row.m_last >= AMT_HANDLER_COUNT || (row.m_last - row.m_first) % k_step != 0) {
             return false;
         }
     }
     return true;
 }
 
-static_assert(can_be_registered(k_pc_registrations_a), "id 255 cannot be registered");
-static_assert(can_be_registered(k_app_registrations_a), "id 255 cannot be registered");
+static_assert(can_be_registered(k_pc_registrations_a), "an id is 0 to 254, and a run ends with its last id");
+static_assert(can_be_registered(k_app_registrations_a), "an id is 0 to 254, and a run ends with its last id");
+
+template <size_t count>
+void register_all(uint8_t channel, const registration (&rows)[count])
+{
+    for (const registration &row : rows) {
+        for (uint32_t id = row.m_first; id <= row.m_last; id += k_step) {
+            (void)amt_handle_reg_handle_func(channel, id, row.m_handler); // every id of the tables can be registered
+        }
+    }
+}
 
 } // namespace
 
 void amt_register_handlers()
 {
-    for (const registration &row : k_pc_registrations_a) {
-        (void)amt_handle_reg_handle_func(AMT_CHANNEL_PC, row.m_id, row.m_handler);
-    }
-    for (const registration &row : k_app_registrations_a) {
-        (void)amt_handle_reg_handle_func(AMT_CHANNEL_APP, row.m_id, row.m_handler);
-    }
+    register_all(AMT_CHANNEL_PC, k_pc_registrations_a);
+    register_all(AMT_CHANNEL_APP, k_app_registrations_a);
 }

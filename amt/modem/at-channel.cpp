@@ -1,6 +1,7 @@
 #include "amt/modem/at-channel.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <string.h>
 
 #include "amt/amt-cfg.h"
@@ -15,6 +16,13 @@ namespace {
 
 constexpr uint32_t k_reopen_attempts = 30;
 
+// A hang-up that came before the reading gives nothing, one inside it EIO: for us both are the modem going away.
+bool has_hung_up(int fd)
+{
+    pollfd port = {fd, 0, 0};
+    return poll(&port, 1, 0) == 1 && (port.revents & POLLHUP) != 0;
+}
+
 ssize_t read_from_port(char *text, uint32_t room)
 {
     const int fd = handle_context_st.m_fd_at;
@@ -22,7 +30,12 @@ ssize_t read_from_port(char *text, uint32_t room)
         errno = EBADF;
         return -1;
     }
-    return pub_util_read(fd, text, room);
+    const ssize_t count = pub_util_read(fd, text, room);
+    if (count == 0 && has_hung_up(fd)) {
+        errno = EIO;
+        return -1;
+    }
+    return count;
 }
 
 // Of the reports' switching off, only a modem that says nothing counts: it would not answer anything else either.

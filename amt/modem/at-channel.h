@@ -27,7 +27,7 @@ extern amt_at_record g_at_rsp_buf;
 
 // Reads at most `room` bytes, once; *read_length is their count. Terminates nothing. ERR_INVALID_PARAM for a null
 // pointer or no room, ERR_UNKNOWN for a failed read; after an EIO the codes of the reopening, or ERR_UNKNOWN when the
-// second read brings nothing. No bytes at the first read is a success.
+// second read brings nothing. No bytes at the first read is a success, unless the port has hung up: that is an EIO.
 [[nodiscard]] int32_t read_at(char *text, uint32_t room, uint32_t *read_length);
 
 // Switches the modem's unsolicited reports off, on a port that has just been opened. ERR_INVALID_PARAM for a closed

@@ -5,7 +5,7 @@
 
 #include "amt/core/request.h"
 #include "amt/core/response.h"
-#include "amt/modem/at-channel.h"
+#include "amt/modem/at-exchange.h"
 
 #define LOG_MODULE "amt/amt-handle"
 #include "pub/log/log.h"
@@ -26,15 +26,15 @@ constexpr uint32_t k_answer_size = 100;
 int32_t amt_channel_switch(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    if (g_at_dev_not_opened == 1) {
-        log_warning("no CP.");
-        return ERR_NOT_READY;
+    int32_t result = amt_at_check_modem();
+    if (result != ERR_NONE) {
+        return result;
     }
     amt_handle_begin_rsp(response, k_response_id);
     char command[24];
     (void)snprintf(command, sizeof(command), "AT^DMPCHN=%d\r",
                    static_cast<int>(amt_message_get_int(request->m_data_a, k_channel_atom)));
-    int32_t result = write_at(command, k_command_length);
+    result = write_at(command, k_command_length);
     if (result != ERR_NONE) {
         return result;
     }

@@ -72,6 +72,22 @@ TEST(ReadAt, TakesNoMoreThanThereIsRoomFor)
     });
 }
 
+// A tty that hangs up between two readings says so by giving nothing, again and again.
+TEST(ReadAt, OfAPortThatHasHungUpOpensItAgain)
+{
+    in_child([] {
+        const int fd = open_port();
+        g_fake.has_hung_up = true;
+        modem_says({"", k_ok, "\r\nRING\r\n"}); // the second is the modem's word on its reports
+        const read_result result = read_into(20);
+        EXPECT_EQ(result.code, ERR_NONE);
+        EXPECT_EQ(result.bytes.substr(0, 8), "\r\nRING\r\n");
+        EXPECT_EQ(g_fake.opening_flags.size(), 1U);
+        EXPECT_EQ(handle_context_st.m_fd_at, fd) << "the lowest that is free";
+        EXPECT_THAT(g_fake.written, ElementsAre(k_disable));
+    });
+}
+
 TEST(ReadAt, OfNothingIsASuccess)
 {
     in_child([] {

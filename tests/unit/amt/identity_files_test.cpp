@@ -85,4 +85,73 @@ TEST(MakeFolder, CutsItsCommandsTo99Characters)
     });
 }
 
+// --- the content of a file
+
+struct line_row {
+    const char *name;
+    std::string content;
+    std::string text;
+};
+
+TEST(ReadDataFromFile, IsTheFirstLineWithItsEnd)
+{
+    const line_row rows[] = {
+        {"without an end", "1", "1"},
+        {"with one", "1\n", "1\n"},
+        {"two lines", "1\n2\n", "1\n"},
+        {"an empty line", "\n1\n", "\n"},
+        {"98 characters", std::string(98, 'x'), std::string(98, 'x')},
+        {"97 and an end", std::string(97, 'x') + "\n", std::string(97, 'x') + "\n"},
+        {"98 and an end", std::string(98, 'x') + "\n", std::string(98, 'x')},
+        {"more", std::string(200, 'x'), std::string(98, 'x')},
+        {"a zero byte",
+         std::string("1\0"
+                     "2\n",
+                     4),
+         "1"},
+    };
+    for (const line_row &row : rows) {
+        in_child([&row] {
+            const temp_folder folder;
+            const std::string path = folder.with_file("file", row.content);
+            const test_log log;
+            char text[AMT_FILE_TEXT_SIZE] = "before";
+            EXPECT_EQ(amt_read_data_from_file(text, path.c_str()), ERR_NONE) << row.name;
+            EXPECT_EQ(std::string(text), row.text) << row.name;
+            EXPECT_THAT(log.text(), HasSubstr("| read content: " + row.text + "\n")) << row.name;
+        });
+    }
+}
+
+TEST(ReadDataFromFile, OfNothingFails)
+{
+    in_child([] {
+        const temp_folder folder;
+        const std::string empty = folder.with_file("file", "");
+        const std::string missing = folder.path("missing");
+        const test_log log;
+        char text[AMT_FILE_TEXT_SIZE] = "before";
+        EXPECT_EQ(amt_read_data_from_file(text, empty.c_str()), ERR_C_FUNCTION);
+        EXPECT_STREQ(text, "");
+        EXPECT_EQ(amt_read_data_from_file(text, missing.c_str()), ERR_C_FUNCTION);
+        EXPECT_EQ(amt_read_data_from_file(text, folder.path().c_str()), ERR_C_FUNCTION);
+        EXPECT_THAT(log.records(),
+                    ElementsAre("func | ", k_failed_call + "read fail: 0 - No error", "func | ",
+                                k_failed_call + "open(\"" + missing + "\") fail: 2 - No such file or directory",
+                                "func | ", k_failed_call + "read fail: 21 - Is a directory"));
+    });
+}
+
+TEST(SyncFiles, PausesBeforeEachOfTwoRounds)
+{
+    in_child([] {
+        std::vector<std::string> steps;
+        g_fake.on_pause = [&steps] { steps.push_back("after " + std::to_string(g_fake.commands.size())); };
+        amt_sync_files();
+        EXPECT_THAT(g_fake.pauses, ElementsAre(50U, 50U));
+        EXPECT_THAT(g_fake.commands, ElementsAre("/system/bin/sync", "/system/bin/sync"));
+        EXPECT_THAT(steps, ElementsAre("after 0", "after 1"));
+    });
+}
+
 } // namespace

@@ -10,6 +10,7 @@
 #include "amt/channels/pc-dispatch.h"
 #include "amt/core/registry.h"
 #include "amt/identity/identity-writes.h"
+#include "amt/results/result-requests.h"
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
@@ -234,6 +235,18 @@ TEST(PcReader, ForwardsWhatItsHandlerPassesOn)
         EXPECT_EQ(g_handler.handled.size(), 1U);
         EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_pc, k_pre_response}, written{k_fd_modem, enveloped(k_id)}))
             << "envelope and all, behind the pre-response";
+    });
+}
+
+// It is noted on the handset, and the modem's to keep and to answer.
+TEST(PcReader, HandsAVerdictOnWithoutAWord)
+{
+    in_child([] {
+        reader reader;
+        (void)amt_handle_reg_handle_func(AMT_CHANNEL_PC, 0x5B, amt_modem_write_pc_test_result);
+        const auto append = [](uint8_t *message) { (void)amt_message_append_int(message, 39, 20); }; // no such item
+        reader.read({data(enveloped(0x5B, append))});
+        EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_modem, enveloped(0x5B, append)}));
     });
 }
 

@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <string.h>
 #include <sys/select.h>
 #include <unistd.h>
@@ -106,12 +107,24 @@ ssize_t __wrap_read(int fd, void *bytes, size_t room)
 ssize_t __real_write(int fd, const void *bytes, size_t count);
 ssize_t __wrap_write(int fd, const void *bytes, size_t count)
 {
+    if (g_fake.files.count(fd) != 0) {
+        const writing next = take(g_fake.file_writings, {});
+        return next.error != 0 ? fail(next.error) : __real_write(fd, bytes, std::min(count, next.at_most));
+    }
     if (!is_port(fd)) {
         return __real_write(fd, bytes, count);
     }
     g_fake.written.emplace_back(static_cast<const char *>(bytes), count);
     const writing next = take(g_fake.writings, {});
     return next.error != 0 ? fail(next.error) : static_cast<ssize_t>(std::min(count, next.at_most));
+}
+
+int __wrap_poll(pollfd *ports, nfds_t count, int time_out_ms)
+{
+    EXPECT_TRUE(count == 1 && is_port(ports->fd)) << "not the port: " << ports->fd;
+    EXPECT_EQ(time_out_ms, 0) << "a look, no wait";
+    ports->revents = g_fake.has_hung_up ? POLLIN | POLLHUP | POLLERR : 0;
+    return g_fake.has_hung_up ? 1 : 0;
 }
 
 int __wrap_select(int count, fd_set *readable, fd_set *writable, fd_set *, timeval *left)
@@ -128,7 +141,12 @@ int __real_open(const char *path, int flags, mode_t mode);
 int __wrap_open(const char *path, int flags, mode_t mode)
 {
     if (strcmp(path, k_port_path) != 0) {
-        return __real_open(path, flags, mode);
+        const std::string real = real_path(path);
+        const int fd = __real_open(real.c_str(), flags, mode);
+        if (fd >= 0 && real != path) {
+            g_fake.files.insert(fd);
+        }
+        return fd;
     }
     g_fake.opening_flags.push_back(flags);
     const int error = take(g_fake.openings, 0);
@@ -144,6 +162,7 @@ int __real_close(int fd);
 int __wrap_close(int fd)
 {
     g_fake.descriptors.erase(fd);
+    g_fake.files.erase(fd);
     return __real_close(fd);
 }
 
@@ -157,6 +176,12 @@ int __wrap_clock_gettime(clockid_t clock, timespec *now)
     return 0;
 }
 
+int __wrap__Z18pub_util_run_shellPKc(const char *command)
+{
+    g_fake.shell_commands.emplace_back(command);
+    return 0;
+}
+
 void __wrap__Z17pub_util_sleep_msj(uint32_t milliseconds)
 {
     g_fake.pauses.push_back(milliseconds);
@@ -164,6 +189,13 @@ void __wrap__Z17pub_util_sleep_msj(uint32_t milliseconds)
         g_fake.on_pause();
     }
 }
+}
+
+std::string real_path(const std::string &path)
+{
+    const std::string folder = "/amt";
+    const bool is_inside = path == folder || path.compare(0, folder.size() + 1, folder + "/") == 0;
+    return is_inside ? g_fake.amt_folder + path.substr(folder.size()) : path;
 }
 
 int open_port()

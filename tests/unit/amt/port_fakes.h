@@ -1,6 +1,6 @@
 // The modem's AT port without a modem: what reads, writes, waits and openings of it bring is the test's to decide,
-// nothing waits for real, and the clock stands still but for the waits. Reset by assignment: g_fake = {}; only inside
-// in_child, the descriptors are the process's.
+// nothing waits for real, and the clock stands still but for the waits. And the files below "/amt", which lie elsewhere
+// (amt_folder.h). Reset by assignment: g_fake = {}; only inside in_child, the descriptors are the process's.
 #pragma once
 
 #include <stddef.h>
@@ -44,14 +44,20 @@ struct port_fakes {
     std::deque<waiting> write_waits; // in order; when there are no more, ready at once
     std::deque<int> openings;        // errno of each, in order; when there are no more, openings succeed
     std::function<void()> on_pause;
+    bool has_hung_up = false; // what a look at the port tells
+
+    std::string amt_folder = "/missing"; // where "/amt" really lies
+    std::deque<writing> file_writings;   // below it, in order; when there are no more, writes are real
 
     std::vector<std::string> written; // as attempted
     std::vector<size_t> rooms;        // of each read
     std::vector<timeval> time_outs;   // given to each select, for writing and for reading
     std::vector<int> opening_flags;   // of each attempt
     std::vector<uint32_t> pauses;     // milliseconds
+    std::vector<std::string> shell_commands;
     timespec clock = {1000, 250};
     std::set<int> descriptors;           // that are open
+    std::set<int> files;                 // below "/amt" that are open
     bool is_standard_input_used = false; // in place of a closed port
 };
 extern port_fakes g_fake;
@@ -61,6 +67,9 @@ constexpr char k_port_path[] = "/dev/at-port";
 // What is said on it.
 inline const std::string k_ok = "\r\nOK\r\n";
 inline const std::string k_disable = "AT^DLKS=0\r";
+
+// Where a path really leads: one below "/amt" into the test's folder, any other to itself.
+std::string real_path(const std::string &path);
 
 // Opens the AT port of the context, with the path it is reopened on. Returns its descriptor.
 int open_port();

@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 
+#include "amt/core/version-module.h"
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"

@@ -1,0 +1,33 @@
+// The modules whose versions a station and an application ask for, and who knows them. Any thread.
+#pragma once
+
+#include <stdint.h>
+
+#include "amt/wire/amt-message.h"
+
+// The version request and its answer: which module, and its version.
+constexpr uint8_t AMT_VERSION_RESPONSE_ID = 46;
+constexpr uint8_t AMT_VERSION_TYPE_ATOM = 19;
+constexpr uint8_t AMT_VERSION_TEXT_ATOM = 18;
+
+enum class version_source : uint8_t {
+    fixed_text,
+    software, // of the handset, where the asking side is told of it
+    modem,
+};
+
+struct version_module {
+    int32_t m_type;
+    version_source m_source;
+    const char *m_name;
+};
+
+// Null for a number that is no module's.
+const version_module *amt_find_version_module(int32_t type);
+
+// "(undefined)" for such a number.
+const char *amt_get_module_name(int32_t type);
+
+// Appends the version of the modules that have none of their own: 64 characters whatever the handset runs. Nothing is
+// read out of it but that there is an answer, keep. The codes of amt_message_append_bytes.
+int32_t amt_append_fixed_version(uint8_t *message);

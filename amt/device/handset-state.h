@@ -1,0 +1,13 @@
+// What the handset tells of itself when it is asked: handlers, of the reader's thread. ERR_INVALID_PARAM is returned
+// unanswered, otherwise the result of the answer unless said otherwise.
+#pragma once
+
+#include <stdint.h>
+
+#include "amt/core/context.h"
+
+// The temperature of the battery as the kernel tells it, in tenths of a degree Celsius.
+int32_t amt_modem_handle_temperature(uint8_t channel, const amt_buffer *request, amt_buffer *response);
+
+// The flag of the last download, see amt_boot_dl_fin_read. ERR_UNKNOWN, unanswered, when it cannot be read.
+int32_t amt_modem_boot_dl_fin_read(uint8_t channel, const amt_buffer *request, amt_buffer *response);

@@ -1,0 +1,195 @@
+#include "amt/device/handset-state.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "amt/platform-library.h"
+#include "pub/log/errors.h"
+#include "tests/support/in_child.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/test_log.h"
+#include "tests/unit/amt/core_fakes.h"
+#include "tests/unit/amt/handler_arguments.h"
+#include "tests/unit/amt/links.h"
+#include "tests/unit/platform/handset_root.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+// --- temperature
+
+constexpr char k_temperature_request[] = "0600bb370000";
+constexpr char k_failure[] = "0f00bb380900ee010104000a000000"; // result 10
+
+// Item 22 and the result 0.
+std::string temperature_answer(const std::string &number_hex)
+{
+    std::string text = "1800bb381200ee16010400";
+    text += number_hex;
+    text += "ee0101040000000000";
+    return text;
+}
+
+struct temperature_row {
+    const char *name;
+    const char *content; // of the kernel's file; null: there is none
+    std::string answer;
+    const char *told;
+};
+
+TEST(Temperature, IsTheKernelsNumber)
+{
+    const temperature_row rows[] = {
+        {"usual", "275\n", temperature_answer("13010000"), "info | Battery temperature: 275"},
+        {"without a line end", "275", temperature_answer("13010000"), "info | Battery temperature: 275"},
+        {"freezing", "0\n", temperature_answer("00000000"), "info | Battery temperature: 0"},
+        {"below", "-5\n", temperature_answer("fbffffff"), "info | Battery temperature: 4294967291"},
+        {"behind line ends", "\n\n  30\n", temperature_answer("1e000000"), "info | Battery temperature: 30"},
+        {"behind many", "                                                                 30",
+         temperature_answer("1e000000"), "info | Battery temperature: 30"},
+        {"text behind", "30 degrees", temperature_answer("1e000000"), "info | Battery temperature: 30"},
+        {"the largest", "4294967295", temperature_answer("ffffffff"), "info | Battery temperature: 4294967295"},
+        {"empty", "", k_failure, "error | -118 - Call C function unsuccessfully | fscanf error: errno=0"},
+        {"no number", "warm\n", k_failure, "error | -118 - Call C function unsuccessfully | fscanf error: errno=0"},
+        {"no file", nullptr, k_failure, "error | -118 - Call C function unsuccessfully | fopen error: errno=2"},
+    };
+    for (const temperature_row &row : rows) {
+        in_child([&row] {
+            const temp_folder root; // stands for the folder in which the service runs
+            std::filesystem::create_directories(root.path("sys/class/power_supply/battery"));
+            if (row.content != nullptr) {
+                (void)root.with_file("sys/class/power_supply/battery/temp", row.content);
+            }
+            ASSERT_EQ(chdir(root.path().c_str()), 0);
+            const links link;
+            const test_log log;
+            const amt_buffer request = buffer_with(k_temperature_request);
+            amt_buffer response = buffer_with(std::string(400, 'f'));
+            EXPECT_EQ(amt_modem_handle_temperature(2, &request, &response), ERR_NONE) << row.name;
+            EXPECT_THAT(link.at_application(), ElementsAre(row.answer)) << row.name;
+            EXPECT_THAT(log.records(), Contains(row.told)) << row.name;
+        });
+    }
+}
+
+TEST(Temperature, LeavesNoFileOpen)
+{
+    in_child([] {
+        const temp_folder root;
+        std::filesystem::create_directories(root.path("sys/class/power_supply/battery"));
+        (void)root.with_file("sys/class/power_supply/battery/temp", "30\n");
+        ASSERT_EQ(chdir(root.path().c_str()), 0);
+        const links link;
+        const amt_buffer request = buffer_with(k_temperature_request);
+        amt_buffer response = {};
+        const int next = dup(0);
+        (void)close(next);
+        EXPECT_EQ(amt_modem_handle_temperature(2, &request, &response), ERR_NONE);
+        EXPECT_EQ(dup(0), next);
+    });
+}
+
+TEST(Temperature, RefusesBadArgumentsAndTellsWhich)
+{
+    expect_bad_arguments_refused(amt_modem_handle_temperature, AMT_CHANNEL_APP, k_temperature_request);
+}
+
+// --- the flag of the last download
+
+constexpr char k_flag_request[] = "0600bbf40000";
+
+class DownloadFlag : public handset_root {};
+
+TEST_F(DownloadFlag, IsWhatTheMiscLibraryTells)
+{
+    const std::pair<const char *, const char *> rows[] = {
+        {"0", "00000000"}, {"1", "01000000"}, {"258", "02010000"}, {"-1", "ffffffff"}};
+    for (const auto &[flag, flag_hex] : rows) {
+        control("amt_check_system_sanity", std::string("result=") + flag + "\n");
+        in_child([flag = std::string(flag), flag_hex = std::string(flag_hex)] {
+            decide_platform_lib_name();
+            const links link;
+            const test_log log;
+            const amt_buffer request = buffer_with(k_flag_request);
+            amt_buffer response = buffer_with(std::string(400, 'f'));
+            EXPECT_EQ(amt_modem_boot_dl_fin_read(AMT_CHANNEL_PC, &request, &response), ERR_NONE);
+            const std::string answer = "1800bbf51200eecc010400" + flag_hex + "ee0101040000000000";
+            EXPECT_THAT(link.at_station(), ElementsAre(enveloped(answer)));
+            EXPECT_THAT(link.at_application(), IsEmpty());
+            EXPECT_EQ(amt_modem_boot_dl_fin_read(AMT_CHANNEL_APP, &request, &response), ERR_NONE);
+            EXPECT_THAT(link.at_application(), ElementsAre(answer)) << "bare";
+            EXPECT_THAT(log.records(), Contains("info | amt_modem_boot_dl_fin_read."));
+            EXPECT_THAT(log.records(),
+                        Contains("info | amt_modem_boot_dl_fin_read finished. flag:" + flag + "; ret_val:0."));
+        });
+    }
+}
+
+TEST_F(DownloadFlag, ThatCannotBeReadIsNotAnswered)
+{
+    in_child([] {
+        decide_platform_lib_name();
+        g_fake.has_no_entry = true;
+        const links link;
+        const test_log log;
+        const amt_buffer request = buffer_with(k_flag_request);
+        amt_buffer response = {};
+        EXPECT_EQ(amt_modem_boot_dl_fin_read(AMT_CHANNEL_PC, &request, &response), ERR_UNKNOWN);
+        EXPECT_THAT(link.at_station(), IsEmpty());
+        EXPECT_THAT(log.records(), Contains("info | amt_modem_boot_dl_fin_read finished. flag:0; ret_val:-118."));
+        EXPECT_EQ(log.records().back(), k_failed + "read error");
+    });
+}
+
+TEST_F(DownloadFlag, RefusesBadArgumentsAndTellsWhich)
+{
+    expect_bad_arguments_refused(amt_modem_boot_dl_fin_read, AMT_CHANNEL_PC, k_flag_request);
+}
+
+TEST_F(DownloadFlag, IsReadByTheEntryOfTheLibrary)
+{
+    control("amt_check_system_sanity", "result=5\n");
+    in_child([] {
+        decide_platform_lib_name();
+        const test_log log;
+        int32_t state = 77;
+        EXPECT_EQ(amt_boot_dl_fin_read(&state), ERR_NONE);
+        EXPECT_EQ(state, 5);
+        EXPECT_THAT(g_fake.looked_up, ElementsAre("amt_check_system_sanity"));
+        EXPECT_EQ(g_fake.unloaded, 1);
+        EXPECT_THAT(log.records(), ElementsAre("func | ", "info | amt_boot_dl_fin_read start.",
+                                               "info | will call amt_check_system_sanity.",
+                                               "info | stop call amt_check_system_sanity. return value:5."));
+    });
+    EXPECT_EQ(calls(), "amt_check_system_sanity()\n");
+}
+
+TEST_F(DownloadFlag, Is0WithoutTheLibrary)
+{
+    for (const bool has_library : {false, true}) {
+        in_child([has_library] {
+            decide_platform_lib_name();
+            g_fake.has_no_library = !has_library;
+            g_fake.has_no_entry = has_library;
+            const test_log log;
+            int32_t state = 77;
+            EXPECT_EQ(amt_boot_dl_fin_read(&state), ERR_C_FUNCTION);
+            EXPECT_EQ(state, 0);
+            EXPECT_EQ(g_fake.unloaded, 0);
+            EXPECT_THAT(log.records(), ElementsAre("func | ", "info | amt_boot_dl_fin_read start.",
+                                                   StartsWith(k_failed_call + "call dlopen fail: - ")));
+        });
+    }
+    EXPECT_EQ(calls(), "(missing)");
+}
+
+} // namespace
