@@ -7,10 +7,8 @@
 #include "station/text.h"
 #include "tour/exchange.h"
 
-#include <fcntl.h>
-#include <signal.h>
-
 #include <algorithm>
+#include <fcntl.h>
 #include <stdexcept>
 
 namespace tour {
@@ -27,14 +25,85 @@ static exchange nobodys_command()
             "a command of the application that nobody handles is refused"};
 }
 
-static exchange switch_to(std::uint32_t channel, const char *check)
+static exchange switch_channel()
 {
     const station::message done = station::message(0xE9).with_int(1, 0);
     return {"channel switch",
-            station::message(0xE8).with_int(159, channel).encode(),
-            "AT^DMPCHN=" + std::to_string(channel) + "\r",
+            station::message(0xE8).with_int(159, 1).encode(),
+            "AT^DMPCHN=1\r",
             {station::describe(done)},
-            check};
+            "the application switches the modem's channel"};
+}
+
+static exchange imei()
+{
+    const station::message answer = station::message(0x08).with_string(21, "490154203237518").with_int(1, 0);
+    return {"IMEI",
+            station::message(0x07).encode(),
+            "AT^DGSN?\r",
+            {station::describe(answer)},
+            "the application reads the IMEI from the modem"};
+}
+
+static exchange imei_of_a_modem_that_refuses()
+{
+    const station::message failure = station::message(0x08).with_int(1, 10);
+    return {"IMEI, refused",
+            station::message(0x07).encode(),
+            "AT^DGSN?\r",
+            {station::describe(failure)},
+            "what the modem refuses is answered with result 10"};
+}
+
+static exchange tunnelled()
+{
+    const station::message done = station::message(0x76).with_int(1, 0);
+    return {"request for modem",
+            station::message(0x75).with_string(9, "112").encode(),
+            "AT^DTTEST=75313132\r",
+            {station::describe(done)},
+            "what only the modem understands goes to it as it is, in hexadecimal digits"};
+}
+
+static exchange verdict_written()
+{
+    const station::message done = station::message(0x5C).with_int(1, 0);
+    return {"verdict",
+            station::message(0x5B).with_int(39, 12).with_int(36, 1).with_string(37, "RF OK").encode(),
+            "AT^DATOMW=12,1,RF OK\r",
+            {station::describe(done)},
+            "a test station's verdict is kept by the modem"};
+}
+
+static exchange verdict_read()
+{
+    const station::message verdict =
+        station::message(0x5A).with_int(39, 12).with_int(36, 1).with_string(37, "RF OK").with_int(1, 0);
+    return {"verdict, read",
+            station::message(0x59).with_int(39, 12).encode(),
+            "AT^DATOMR=1,12\r",
+            {station::describe(verdict)},
+            "and read back from it"};
+}
+
+static exchange support()
+{
+    const station::message supported = station::message(0xC6).with_int(202, 5).with_int(1, 0);
+    return {"is AMT supported?",
+            station::message(0xC5).encode(),
+            "AT^DMCC?\r",
+            {station::describe(supported)},
+            "with its port opened again it learns whether the handset can be switched to AMT"};
+}
+
+static exchange switch_to_amt()
+{
+    const station::message done = station::message(0xC4).with_int(1, 0);
+    return {"switch to AMT",
+            station::message(0xC3).with_int(201, 3).encode(),
+            "AT^DMPCHN=0\rAT^DSWAMT=3\r",
+            {station::describe(done)},
+            "the application switches the modem to AMT"};
 }
 
 // The next bare message, which tells its length in its first two bytes, or why there is none.
@@ -72,6 +141,25 @@ static emulator::process start_quietly(stage &stage, equipment &equipment)
     return service;
 }
 
+// The handset's copy of the verdicts: the digit of station 12.
+static void show_copy(stage &stage, const equipment &equipment)
+{
+    const std::string copy = equipment.handset.files.read("/amt/amt_result.txt");
+    const std::string digit = copy.substr(std::min<std::size_t>(2 * 12, copy.size()), 1);
+    stage.say("", "/amt/amt_result.txt: " + one_line(copy.substr(0, copy.find_last_not_of('\n') + 1)));
+    stage.expect("the handset has a copy of the verdict", "1", digit);
+}
+
+// The service ends by itself once it has answered, and leaves the handset prepared for a station.
+static void play_switch(stage &stage, const equipment &equipment, peer &application, const emulator::process &service)
+{
+    play(stage, application, switch_to_amt());
+    const std::string end = emulator::to_string(service.wait());
+    const std::string outcome = end + ", USB is " + equipment.handset.property("sys.usb.config");
+    stage.say("", "<- the service " + outcome);
+    stage.expect("and then ends, with a serial port on USB", "exited with 0, USB is serial,adb", outcome);
+}
+
 void play_application(stage &stage, equipment &equipment)
 {
     stage.open_scene("An application on the handset",
@@ -81,16 +169,23 @@ void play_application(stage &stage, equipment &equipment)
     peer application = {[&](const std::string &bytes) { port.write(bytes); }, [&] { return told_by(port); },
                         equipment.at_modem, equipment.at_modem.received().size()};
     play(stage, application, nobodys_command());
-    play(stage, application, switch_to(1, "the application switches the modem's channel"));
+    play(stage, application, imei());
+    emulator::modem_control refusing;
+    refusing.refusal = "\r\n+CME ERROR: 10\r\n";
+    equipment.at_modem.control(refusing);
+    play(stage, application, imei_of_a_modem_that_refuses());
+    equipment.at_modem.control({});
+    play(stage, application, tunnelled());
+    play(stage, application, verdict_written());
+    show_copy(stage, equipment);
+    play(stage, application, verdict_read());
+    play(stage, application, switch_channel());
 
     port.hang_up();
     port = open_port(equipment, 2);
     stage.say("closed, reopened", std::string(k_port) + " is there again");
-    play(stage, application, switch_to(2, "an application that closes its port and opens it again is served"));
-
-    const std::string end = emulator::to_string(end_by(SIGTERM, service));
-    stage.say("SIGTERM", "<- the service " + end);
-    stage.expect("SIGTERM ends the service", "exited with 0", end);
+    play(stage, application, support());
+    play_switch(stage, equipment, application, service);
 }
 
 } // namespace tour

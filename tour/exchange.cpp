@@ -5,12 +5,9 @@
 #include "station/answer.h"
 #include "station/text.h"
 
-#include <iomanip>
-#include <sstream>
-
 namespace tour {
 
-constexpr int k_request_width = 36;
+constexpr std::size_t k_request_width = 39;
 
 std::string readable(const std::string &bytes)
 {
@@ -39,6 +36,18 @@ static std::string outcome(const std::string &at_modem, const std::vector<std::s
     return text;
 }
 
+// In one line with what the modem hears of it, unless that would not stand in its column.
+static void say_request(stage &stage, const exchange &played, const std::string &at_modem)
+{
+    const std::string request = "-> " + readable(played.request);
+    if (request.size() >= k_request_width) {
+        stage.say(played.label, request);
+        stage.say("", at_modem);
+        return;
+    }
+    stage.say(played.label, request + std::string(k_request_width - request.size(), ' ') + at_modem);
+}
+
 void play(stage &stage, peer &peer, const exchange &played)
 {
     peer.send(played.request);
@@ -48,9 +57,7 @@ void play(stage &stage, peer &peer, const exchange &played)
     }
     const std::string at_modem = peer.modem.received().substr(peer.heard);
     peer.heard += at_modem.size();
-    std::ostringstream request;
-    request << "-> " << std::left << std::setw(k_request_width) << readable(played.request) << heard(at_modem);
-    stage.say(played.label, request.str());
+    say_request(stage, played, heard(at_modem));
     for (const std::string &answer : answers) {
         stage.say("", "<- " + answer);
     }

@@ -62,7 +62,7 @@ void play_other_starts(stage &stage, equipment &equipment)
     play(stage, equipment.handset,
          {"started twice", {}, "kv-zep-amt already run.", emulator::exited(0), "a second one does not start"});
     const std::string end = emulator::to_string(end_by(SIGTERM, first));
-    stage.expect("the first one is not disturbed by it", "exited with 0", end);
+    stage.expect("the first one is not disturbed by it, and SIGTERM ends it", "exited with 0", end);
 
     equipment.handset.files.remove(k_config_path);
     play(stage, equipment.handset,

@@ -58,13 +58,16 @@ TEST_F(Arrangement, IsTheStationsInTheOtherModesWhateverTheProperty)
     }
 }
 
-// The records behind the entry of amt_handle_init, those of other threads left out.
+// The records behind the entry of amt_handle_init, those of other threads left out. The registrations of the handlers
+// count as one.
 std::vector<std::string> told_by_main(const emulator::handset &handset, const emulator::process &service)
 {
     std::vector<emulator::log_record> records;
     bool is_behind = false;
     for (const emulator::log_record &record : handset.log_records()) {
-        if (is_behind && record.thread_id == service.pid()) {
+        const bool is_counted = !records.empty() && records.back().function == record.function &&
+                                record.function == "amt_handle_reg_handle_func";
+        if (is_behind && record.thread_id == service.pid() && !is_counted) {
             records.push_back(record);
             records.back().text = record.level == "func" ? record.function : record.text;
         }
@@ -73,12 +76,14 @@ std::vector<std::string> told_by_main(const emulator::handset &handset, const em
     return told(records);
 }
 
+constexpr size_t k_prepared = 11; // records of what both arrangements have in common
+
 TEST_F(Arrangement, IsPreparedInOneOrder)
 {
     const emulator::process service = start_up();
     std::vector<std::string> records = told_by_main(m_handset, service);
-    ASSERT_GE(records.size(), 14U);
-    records.resize(14);
+    ASSERT_GE(records.size(), k_prepared);
+    records.resize(k_prepared);
     EXPECT_THAT(records,
                 ElementsAre("func | decide_platform_lib_name",
                             "info | audio lib path-name: /system/lib64/hw/audio.primary.kv7100.amt.so",
@@ -87,9 +92,6 @@ TEST_F(Arrangement, IsPreparedInOneOrder)
                             "info | amt_make_folder mkdir(/amt/BT) successfully", "func | amt_make_folder",
                             "info | amt_make_folder: /amt/WIFI does not exist.\r\n",
                             "info | amt_make_folder mkdir(/amt/WIFI) successfully", "func | amt_handle_reg_handle_func",
-                            "info | PC register command id: 45(0x2d) - AMT_VERSION_CMD",
-                            "func | amt_handle_reg_handle_func",
-                            "info | APP register command id: 232(0xe8) - (undefined)",
                             "info | property-amt.normal.amt.switch_status value: @##@"));
     (void)end(service);
 }
@@ -98,7 +100,7 @@ TEST_F(Arrangement, OfTheApplicationIsSetUpInOneOrder)
 {
     const emulator::process service = start_up();
     std::vector<std::string> records = told_by_main(m_handset, service);
-    records.erase(records.begin(), records.begin() + 14);
+    records.erase(records.begin(), records.begin() + k_prepared);
     const std::vector<std::string> steps = {"func | init_for_amt_2_3",
                                             "func | pub_pty_open",
                                             "info | create_pts_mapping chown(/dev/ttyAMT, 1000, 1001) ret_val[0]",
@@ -122,7 +124,7 @@ TEST_F(Arrangement, OfTheStationIsSetUpInOneOrder)
     m_handset.set_property(k_switch_property, "1");
     const emulator::process service = start_up();
     std::vector<std::string> records = told_by_main(m_handset, service);
-    records.erase(records.begin(), records.begin() + 15); // one more: the arrangement was asked for
+    records.erase(records.begin(), records.begin() + k_prepared + 1); // one more: the arrangement was asked for
     ASSERT_EQ(records.size(), 11U);
     EXPECT_THAT(records[10],
                 ::testing::MatchesRegex("info \\| pub_util_try_to_open_device, handle_context_st\\.m_fd_modem  "
