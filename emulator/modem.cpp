@@ -230,16 +230,16 @@ std::optional<std::string> modem::take_line()
     return line;
 }
 
-// The answer to a command with AT data, the first byte of which is a command id: the next id and the result. Empty when
-// the command has other digits than those of whole bytes, or none.
-static std::string tunnel_answer(std::string_view command, std::uint32_t result)
+// The answer to a command with AT data, the first byte of which is a command id: the next id and the result. None when
+// the command has other digits than those of whole bytes, or no digits.
+static std::optional<std::string> tunnel_answer(std::string_view command, std::uint32_t result)
 {
     constexpr std::string_view prefix = "AT^DTTEST=";
     constexpr std::string_view valid = "0123456789abcdefABCDEF";
     const std::string_view digits = command.substr(std::min(prefix.size(), command.size()));
     if (command.substr(0, prefix.size()) != prefix || digits.empty() || digits.size() % 2 != 0 ||
         digits.find_first_not_of(valid) != std::string_view::npos) {
-        return "";
+        return std::nullopt;
     }
     const auto next_id = static_cast<std::uint8_t>(std::stoi(std::string(digits.substr(0, 2)), nullptr, 16) + 1);
     char answer[64];
@@ -247,21 +247,21 @@ static std::string tunnel_answer(std::string_view command, std::uint32_t result)
     return answer;
 }
 
-// The answer to an AMT message in its envelope; empty when the frame holds none.
-static std::string message_answer(const std::string &frame, std::uint32_t result)
+// The answer to an AMT message in its envelope; none when the frame holds no message.
+static std::optional<std::string> message_answer(const std::string &frame, std::uint32_t result)
 {
     amt_buffer buffer = {};
     buffer.m_length = static_cast<std::uint32_t>(frame.size());
     std::memcpy(buffer.m_data_a, frame.data(), frame.size());
     if (amt_convert_pc_2_app(&buffer) != 0 || buffer.m_length < AMT_COMMAND_HEADER_SIZE) {
-        return "";
+        return std::nullopt;
     }
     const std::uint8_t id = amt_message_get_command_id(buffer.m_data_a);
     amt_message_init(buffer.m_data_a, static_cast<std::uint8_t>(id + 1));
     (void)amt_message_append_int(buffer.m_data_a, k_result_atom, result);
     buffer.m_length = 0;
     (void)amt_convert_app_2_pc(&buffer); // neither can fail: there is room enough
-    return {buffer.m_data_a, buffer.m_data_a + buffer.m_length};
+    return std::string(buffer.m_data_a, buffer.m_data_a + buffer.m_length);
 }
 
 std::string modem::answer_to(const std::string &request)
@@ -273,14 +273,12 @@ std::string modem::answer_to(const std::string &request)
         return m_control.refusal;
     }
     if (request.compare(0, k_magic.size(), k_magic) == 0) {
-        const std::string answer = message_answer(request, m_control.result);
-        return answer.empty() ? k_modem_refusal : answer;
+        return message_answer(request, m_control.result).value_or(k_modem_refusal);
     }
     if (const std::optional<std::string> answer = answer_by_rules(m_rules, request, m_known)) {
         return *answer;
     }
-    const std::string answer = tunnel_answer(request, m_control.result);
-    return answer.empty() ? k_modem_refusal : answer;
+    return tunnel_answer(request, m_control.result).value_or(k_modem_refusal);
 }
 
 void modem::answer(std::string_view bytes)

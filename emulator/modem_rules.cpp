@@ -19,9 +19,11 @@ AT^DLKS=0     => \r\nOK\r\n
 ATI           => \r\nEmulated modem, revision 1\r\n\r\nOK\r\n
 AT+CSQ        => \r\n+CSQ: 23,99\r\n\r\nOK\r\n
 
-# channel and mode
+# channel and mode, and what the modem can do
 AT^DMPCHN={channel}   => \r\nOK\r\n
+AT^DMPCHN?            => \r\n^DMPCHN: {channel|0}\r\n\r\nOK\r\n
 AT^DSWAMT={mode}      => \r\nOK\r\n
+AT^DSWAMT?            => \r\n^DSWAMT: {mode|0}\r\n\r\nOK\r\n
 AT^DMCC?              => \r\n^DMCC: 2,2,1,5\r\n\r\nOK\r\n
 
 # identity
@@ -32,7 +34,7 @@ AT^DMSN={sn}          => \r\nOK\r\n
 AT^DMSN               => \r\n^DMSN: {sn|EMU0000001}\r\n\r\nOK\r\n
 AT^DMFD??             => \r\n^DMFD: 20240229235959\r\n\r\nOK\r\n
 
-# a SIM; versions of layer 1 and of what stands above it, in hexadecimal digits between line ends
+# a SIM; the versions "Emulated L1 1.0" and "Emulated HLS 1.0", as digits, behind a carriage return, before a line feed
 AT^DTOC               => \r\n^DTOC: 1\r\n\r\nOK\r\n
 AT^DCMR=17            => \r\n^DCMR: 17,0D456D756C61746564204C3120312E300A\r\n\r\nOK\r\n
 AT^DCMR=18            => \r\n^DCMR: 18,0D456D756C6174656420484C5320312E300A\r\n\r\nOK\r\n

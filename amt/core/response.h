@@ -12,6 +12,10 @@
 // ERR_UNKNOWN for a closed channel, ERR_C_FUNCTION for a failed write, ERR_WRITE_NOT_COMPLETED for a short one.
 int32_t amt_handle_send_rsp(uint8_t channel, amt_buffer *response);
 
+// The result in the answer of a handler that tells its failure itself. One that returns a code and answers nothing is
+// answered for by its reader, with 1.
+constexpr uint32_t AMT_HANDLER_FAILURE = 10;
+
 // The steps of a built answer: begin it, append its atoms, wrap and send it. What an answer that was never sent left in
 // the buffer, its length above all, is gone with the first. The station gets its answer in an envelope.
 void amt_handle_begin_rsp(amt_buffer *response, uint8_t response_id);

@@ -12,7 +12,7 @@ constexpr uint8_t AMT_VERSION_TEXT_ATOM = 18;
 
 enum class version_source : uint8_t {
     fixed_text,
-    software, // of the handset, where the asking side is told of it
+    software, // of the handset: a station gets its version, the application the fixed text
     modem,
 };
 

@@ -17,11 +17,10 @@ namespace {
 constexpr char k_temperature_file[] = "sys/class/power_supply/battery/temp"; // from the root folder, where we run: keep
 constexpr uint8_t k_temperature_response_id = 0x38;
 constexpr uint8_t k_temperature_atom = 22;
-constexpr uint32_t k_failure_code = 10;
 
 constexpr uint8_t k_flag_response_id = 0xF5;
 constexpr uint8_t k_flag_atom = 204;
-constexpr int32_t k_flag_unread = 2;
+constexpr int32_t k_flag_unread = 2; // for a reader that leaves it alone, which ours does not
 
 bool read_temperature(uint32_t *temperature)
 {
@@ -50,7 +49,7 @@ int32_t amt_modem_handle_temperature(uint8_t channel, const amt_buffer *request,
     }
     uint32_t temperature = 0;
     if (!read_temperature(&temperature)) {
-        return amt_handle_send_rsp_err(channel, response, k_temperature_response_id, k_failure_code);
+        return amt_handle_send_rsp_err(channel, response, k_temperature_response_id, AMT_HANDLER_FAILURE);
     }
     amt_handle_begin_rsp(response, k_temperature_response_id);
     (void)amt_message_append_int(response->m_data_a, k_temperature_atom, temperature);

@@ -14,7 +14,8 @@ constexpr uint32_t AMT_AT_TEXT_SIZE = 4096;
 struct amt_at_record {
     uint32_t m_length; // the command's, or as much of the answer as has come
     char m_text_a[AMT_AT_TEXT_SIZE];
-    char m_end; // always 0: a text search in a full record stops here
+    char m_end;         // always 0: a text search in a full record stops here
+    uint32_t m_dropped; // zero bytes of the answer that were left out; they count for its room
 };
 
 extern amt_at_record g_at_cmd_buf;

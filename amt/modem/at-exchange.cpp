@@ -16,7 +16,7 @@ constexpr char k_line_end[] = "\r\n";
 constexpr size_t k_line_end_length = sizeof(k_line_end) - 1;
 constexpr char k_final_ok[] = "\r\nOK\r\n";
 
-// Of the first two the number says nothing here; a refusal is a refusal.
+// Without colon and number: some modems send none.
 constexpr const char *k_refusals_a[] = {"\r\n+CME ERROR", "\r\n+CMS ERROR", "\r\nERROR\r\n"};
 
 constexpr uint32_t k_empty_pause_ms = 100; // a port that gives nothing, and gives it at once, must not keep us busy
@@ -81,16 +81,18 @@ int32_t amt_at_send()
 int32_t amt_at_receive()
 {
     amt_at_record &answer = g_at_rsp_buf;
-    uint32_t count = 0;
     char *end = answer.m_text_a + answer.m_length;
-    const int32_t result = read_at(end, AMT_AT_TEXT_SIZE - answer.m_length, &count);
+    uint32_t count = 0;
+    const int32_t result = read_at(end, AMT_AT_TEXT_SIZE - answer.m_length - answer.m_dropped, &count);
     if (result != ERR_NONE) {
         return result;
     }
     if (count == 0) {
         pub_util_sleep_ms(k_empty_pause_ms);
     }
-    answer.m_length += without_zeros(end, count);
+    const uint32_t kept = without_zeros(end, count);
+    answer.m_length += kept;
+    answer.m_dropped += count - kept;
     return ERR_NONE;
 }
 
@@ -109,7 +111,7 @@ bool amt_at_is_refused()
     return false;
 }
 
-int32_t amt_at_exchange(const char *name)
+int32_t amt_at_exchange(const char *name, amt_at_first first)
 {
     int32_t result = amt_at_send();
     while (result == ERR_NONE) {
@@ -120,10 +122,12 @@ int32_t amt_at_exchange(const char *name)
         if (name != nullptr) {
             log_info("%s :%s", name, g_at_rsp_buf.m_text_a);
         }
-        if (amt_at_is_ok()) { // first: it counts even beside a refusal
+        const bool is_ok = amt_at_is_ok();
+        const bool is_refused = amt_at_is_refused();
+        if (is_ok && (!is_refused || first == amt_at_first::ok)) {
             return ERR_NONE;
         }
-        result = amt_at_is_refused() ? ERR_UNKNOWN : ERR_NONE;
+        result = is_refused ? ERR_UNKNOWN : ERR_NONE;
     }
     return result;
 }

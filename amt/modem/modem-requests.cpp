@@ -11,7 +11,7 @@
 
 namespace {
 
-// A request for a value: what is asked for, where the value stands in the answer, and how it is passed on.
+// A request for a value: what is asked for, where the value stands in the answer, and as what it is passed on.
 struct value_row {
     const char *m_command;
     const char *m_prefix;
@@ -19,20 +19,22 @@ struct value_row {
     bool m_refuses_erased; // so is one whose place in the flash was never written
     uint8_t m_response_id;
     uint8_t m_atom_id;
-    amt_value_type m_type;
     const char *m_name; // under which the log tells the modem's answer; null: it does not
 };
 
 // The two question marks are the modem's, keep.
 // clang-format off
-constexpr value_row k_imei   = {"AT^DGSN?\r",  "\r\n^DGSN: ", 38, false, 0x08, 21,  AMT_VALUE_STRING, nullptr};
-constexpr value_row k_board  = {"AT^DMSN\r",   "\r\n^DMSN:",  38, false, 0x56, 38,  AMT_VALUE_STRING, nullptr};
-constexpr value_row k_serial = {"AT^DMSN\r",   "\r\n^DMSN:",  38, false, 0xEB, 163, AMT_VALUE_BYTES,  "amt_read_serial_number"};
-constexpr value_row k_date   = {"AT^DMFD??\r", "\r\n^DMFD:",  14, true,  0x42, 27,  AMT_VALUE_STRING, nullptr};
-constexpr value_row k_sim    = {"AT^DTOC\r",   "\r\n^DTOC:",  38, false, 0x64, 41,  AMT_VALUE_BOOL,   nullptr};
+constexpr value_row k_imei   = {"AT^DGSN?\r",  "\r\n^DGSN: ", 38, false, 0x08, 21,  nullptr};
+constexpr value_row k_board  = {"AT^DMSN\r",   "\r\n^DMSN:",  38, false, 0x56, 38,  nullptr};
+constexpr value_row k_serial = {"AT^DMSN\r",   "\r\n^DMSN:",  38, false, 0xEB, 163, "amt_read_serial_number"};
+constexpr value_row k_date   = {"AT^DMFD??\r", "\r\n^DMFD:",  14, true,  0x42, 27,  nullptr};
+constexpr value_row k_sim    = {"AT^DTOC\r",   "\r\n^DTOC:",  38, false, 0x64, 41,  nullptr};
 // clang-format on
 
 constexpr uint32_t k_longest = 38;
+static_assert(k_imei.m_max <= k_longest && k_board.m_max <= k_longest && k_serial.m_max <= k_longest &&
+                  k_date.m_max <= k_longest && k_sim.m_max <= k_longest,
+              "a value fits its text");
 using value_text = char[k_longest + 1];
 
 // A place in the flash that nobody has written is full of this.
@@ -51,19 +53,7 @@ bool ask(const value_row &row, value_text &value)
 
 int32_t answer_failure(const value_row &row, uint8_t channel, amt_buffer *response)
 {
-    return amt_handle_send_rsp_err(channel, response, row.m_response_id, AMT_AT_ERROR_CODE);
-}
-
-int32_t answer(const value_row &row, const char *value, uint8_t channel, amt_buffer *response)
-{
-    amt_handle_begin_rsp(response, row.m_response_id);
-    if (row.m_type == AMT_VALUE_BYTES) { // of which there are none without a value: then the answer has no such atom
-        (void)amt_message_append_bytes(response->m_data_a, row.m_atom_id, value, static_cast<uint32_t>(strlen(value)));
-    } else {
-        (void)amt_message_append_string(response->m_data_a, row.m_atom_id, value);
-    }
-    amt_handle_append_result(response, 0);
-    return amt_handle_send_rsp(channel, response);
+    return amt_handle_send_rsp_err(channel, response, row.m_response_id, AMT_HANDLER_FAILURE);
 }
 
 int32_t read_text(const value_row &row, uint8_t channel, const amt_buffer *request, amt_buffer *response)
@@ -73,7 +63,13 @@ int32_t read_text(const value_row &row, uint8_t channel, const amt_buffer *reque
         return result;
     }
     value_text value = "";
-    return ask(row, value) ? answer(row, value, channel, response) : answer_failure(row, channel, response);
+    if (!ask(row, value)) {
+        return answer_failure(row, channel, response);
+    }
+    amt_handle_begin_rsp(response, row.m_response_id);
+    (void)amt_message_append_string(response->m_data_a, row.m_atom_id, value); // it has room
+    amt_handle_append_result(response, 0);
+    return amt_handle_send_rsp(channel, response);
 }
 
 } // namespace
@@ -107,8 +103,12 @@ int32_t amt_read_serial_number(uint8_t channel, const amt_buffer *request, amt_b
     if (!ask(k_serial, value)) {
         return answer_failure(k_serial, channel, response);
     }
-    log_info("get serial-number success. serial-number:[len:%d content:%s]", static_cast<int>(strlen(value)), value);
-    return answer(k_serial, value, channel, response);
+    const auto length = static_cast<uint32_t>(strlen(value));
+    log_info("get serial-number success. serial-number:[len:%d content:%s]", static_cast<int>(length), value);
+    amt_handle_begin_rsp(response, k_serial.m_response_id);
+    (void)amt_message_append_bytes(response->m_data_a, k_serial.m_atom_id, value, length); // an empty one is left out
+    amt_handle_append_result(response, 0);
+    return amt_handle_send_rsp(channel, response);
 }
 
 int32_t amt_dtoc_checkSIM(uint8_t channel, const amt_buffer *request, amt_buffer *response)

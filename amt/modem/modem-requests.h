@@ -1,6 +1,6 @@
 // The application's requests for one value that the modem knows: handlers, of the reader's thread. Each answers with
 // its command id + 1. Returns ERR_INVALID_PARAM and ERR_NOT_READY (no modem) unanswered; otherwise the result of its
-// answer, which carries AMT_AT_ERROR_CODE when the modem failed, refused or told something else.
+// answer, which carries AMT_HANDLER_FAILURE when the modem failed, refused or told something else.
 #pragma once
 
 #include <stdint.h>

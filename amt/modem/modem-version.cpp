@@ -89,19 +89,24 @@ int32_t amt_modem_handle_l1_hls_version(int32_t module, version_text *version)
     return result != ERR_NONE ? result : get_l1_hls_version(version);
 }
 
-// A null version is that of the modules that have none of their own.
-int32_t answer(uint8_t channel, int32_t module, const version_text *version, amt_buffer *response)
+void begin_answer(int32_t module, amt_buffer *response)
 {
-    uint8_t *message = response->m_data_a;
     amt_handle_begin_rsp(response, AMT_VERSION_RESPONSE_ID);
-    (void)amt_message_append_int(message, AMT_VERSION_TYPE_ATOM, static_cast<uint32_t>(module));
-    if (version == nullptr) {
-        (void)amt_append_fixed_version(message);
-    } else { // an empty one is left out
-        (void)amt_message_append_bytes(message, AMT_VERSION_TEXT_ATOM, version->m_text_a, version->m_length);
-    }
+    (void)amt_message_append_int(response->m_data_a, AMT_VERSION_TYPE_ATOM, static_cast<uint32_t>(module));
+}
+
+int32_t end_answer(uint8_t channel, amt_buffer *response)
+{
     amt_handle_append_result(response, 0);
     return amt_handle_send_rsp(channel, response);
+}
+
+// A version without a character is left out.
+int32_t answer_version(uint8_t channel, int32_t module, const version_text &version, amt_buffer *response)
+{
+    begin_answer(module, response);
+    (void)amt_message_append_bytes(response->m_data_a, AMT_VERSION_TEXT_ATOM, version.m_text_a, version.m_length);
+    return end_answer(channel, response);
 }
 
 } // namespace
@@ -122,7 +127,9 @@ int32_t handle_amt_req_version(uint8_t channel, const amt_buffer *request, amt_b
     if (module->m_source == version_source::modem) {
         return handle_amt_req_l1_hls_version(channel, type, request, response);
     }
-    return answer(channel, type, nullptr, response);
+    begin_answer(type, response);
+    (void)amt_append_fixed_version(response->m_data_a);
+    return end_answer(channel, response);
 }
 
 int32_t handle_amt_req_l1_hls_version(uint8_t channel, int32_t module, const amt_buffer *request, amt_buffer *response)
@@ -143,7 +150,7 @@ int32_t handle_amt_req_l1_hls_version(uint8_t channel, int32_t module, const amt
     if (result == ERR_NONE) {
         log_info("get version success.type:%d, version:[len:%d content:%s]", module, static_cast<int>(version.m_length),
                  version.m_text_a);
-        result = answer(channel, module, &version, response);
+        result = answer_version(channel, module, version, response);
     }
     if (result != ERR_NONE) {
         return log_error(ERR_UNKNOWN, "get version failure for type: 0x%02x", static_cast<uint32_t>(module));

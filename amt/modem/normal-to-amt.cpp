@@ -57,7 +57,7 @@ const char *find_technology(char *parameter)
 }
 
 // Any line end, or none, may stand between the parameter and the OK.
-bool find_parameter(char (&parameter)[k_parameter_max + 2])
+bool find_parameter(char (&parameter)[k_parameter_max + 1])
 {
     amt_at_value value = {};
     if (!amt_at_find_value("\r\n^DMCC:", &value) || value.m_length > k_parameter_max) {
@@ -72,7 +72,7 @@ bool find_parameter(char (&parameter)[k_parameter_max + 2])
 bool read_technology(int32_t *technology)
 {
     amt_at_prepare("AT^DMCC?\r");
-    char parameter[k_parameter_max + 2] = "";
+    char parameter[k_parameter_max + 1] = "";
     if (amt_at_exchange("amt_query_amt_support") != ERR_NONE || !find_parameter(parameter)) {
         return false;
     }
@@ -114,11 +114,11 @@ void show_serial_port()
     (void)property_set(k_usb_property, k_usb_config); // the station will see that there is no port
 }
 
-// The service ends the way in which everybody ends it, behind the caller's back.
+// The service ends as everybody ends it: SIGTERM wakes the main thread, which ends this one in one of its waits.
 int32_t normal_to_amt_ok_post_handle(uint8_t channel, amt_buffer *response)
 {
     log_func();
-    (void)property_set(k_status_property, k_switched); // it would be started for an application again
+    (void)property_set(k_status_property, k_switched); // if it fails, the next start is for an application
     log_info("set property(%s) to %s.", k_status_property, k_switched);
     const int32_t result = amt_handle_send_rsp_ok(channel, response, k_switch_response_id);
     show_serial_port();
@@ -141,7 +141,7 @@ int32_t amt_query_amt_support(uint8_t channel, const amt_buffer *request, amt_bu
     }
     int32_t technology = 0;
     if (!read_technology(&technology)) {
-        return amt_handle_send_rsp_err(channel, response, k_support_response_id, AMT_AT_ERROR_CODE);
+        return amt_handle_send_rsp_err(channel, response, k_support_response_id, AMT_HANDLER_FAILURE);
     }
     amt_handle_begin_rsp(response, k_support_response_id);
     (void)amt_message_append_int(response->m_data_a, k_technology_atom, static_cast<uint32_t>(technology));
@@ -159,7 +159,7 @@ int32_t amt_handle_normal_to_amt(uint8_t channel, const amt_buffer *request, amt
     const auto mode = static_cast<int32_t>(amt_message_get_int(request->m_data_a, k_mode_atom));
     log_info("amt_handle_normal_to_amt amt_mode:%d", mode);
     if (amt_change_band(k_band) != ERR_NONE || change_mode(mode) != ERR_NONE) {
-        return amt_handle_send_rsp_err(channel, response, k_switch_response_id, AMT_AT_ERROR_CODE);
+        return amt_handle_send_rsp_err(channel, response, k_switch_response_id, AMT_HANDLER_FAILURE);
     }
     return normal_to_amt_ok_post_handle(channel, response);
 }
@@ -177,7 +177,7 @@ int32_t amt_handle_damt1_cmd(uint8_t channel, const amt_buffer *request, amt_buf
     result = handle_amt_damt1_operation(operation, &flag);
     log_info("amt_handle_damt1_cmd op_type:%d; flag:%d; ret_val:%d.", operation, flag, result);
     if (result != ERR_NONE) {
-        return amt_handle_send_rsp_err(channel, response, k_flag_response_id, AMT_AT_ERROR_CODE);
+        return amt_handle_send_rsp_err(channel, response, k_flag_response_id, AMT_HANDLER_FAILURE);
     }
     amt_handle_begin_rsp(response, k_flag_response_id);
     (void)amt_message_append_int(response->m_data_a, k_flag_atom, static_cast<uint32_t>(flag));

@@ -1,7 +1,7 @@
 // From normal mode into the factory test mode: what the application asks before it, the switch itself, and the flag
 // that decides what a cable does afterwards. Handlers, of the reader's thread; each answers with its command id + 1.
 // ERR_INVALID_PARAM and ERR_NOT_READY (no modem) are returned unanswered, otherwise the result of the answer, which
-// carries AMT_AT_ERROR_CODE for a failure.
+// carries AMT_HANDLER_FAILURE for a failure.
 #pragma once
 
 #include <stdint.h>

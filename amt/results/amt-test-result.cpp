@@ -18,17 +18,18 @@ namespace {
 constexpr char k_folder[] = "/amt";
 
 struct result_file {
-    const char *path;
-    int32_t count; // items
+    const char *m_path;
+    int32_t m_count; // items
 };
 
 constexpr result_file k_product_file = {"/amt/product.txt", 36};
 constexpr result_file k_modem_file = {"/amt/amt_result.txt", 20}; // a copy of what the modem keeps
 
 constexpr int32_t k_max_count = 36;
-static_assert(k_product_file.count <= k_max_count && k_modem_file.count <= k_max_count, "must fit a new file");
+static_assert(k_product_file.m_count <= k_max_count && k_modem_file.m_count <= k_max_count, "must fit a new file");
 
 constexpr off_t k_item_size = 2; // its digit and its line feed
+static_assert(sizeof(off_t) > sizeof(int32_t), "the place of any index can be computed");
 
 int open_file(const char *path, int flags)
 {
@@ -80,16 +81,16 @@ void show(uint32_t result)
 
 int32_t write_to(const result_file &file, int32_t index, uint32_t result)
 {
-    if (index >= file.count) {
+    if (index >= file.m_count) {
         return log_error(AMT_RESULT_NOT_SAVED, "item index error: %d\n", index);
     }
     if (access(k_folder, R_OK | W_OK) != 0) {
         return log_error(AMT_RESULT_NO_ACCESS, "Save fail: Directory access deny\n");
     }
-    if (access(file.path, F_OK) != 0 && initTestFile(file.path, file.count) != 0) {
+    if (access(file.m_path, F_OK) != 0 && initTestFile(file.m_path, file.m_count) != 0) {
         return log_error(AMT_RESULT_NOT_MADE, "Save fail: init result file error\n");
     }
-    if (update_item(file.path, index, result) != 0) {
+    if (update_item(file.m_path, index, result) != 0) {
         return log_error(AMT_RESULT_NOT_SAVED, "Save fail: update result error\n");
     }
     return 0;
@@ -103,12 +104,13 @@ int32_t prepare_reading(const result_file &file)
         return log_error(AMT_RESULT_NO_ACCESS, "access folder(%s) failure. errorr: %d - %s", k_folder, error,
                          error_text(error).c_str());
     }
-    if (access(file.path, F_OK) == 0) {
+    if (access(file.m_path, F_OK) == 0) {
         return 0;
     }
     const int error = errno;
-    log_warning("access file(%s) failure. errorr: %d - %s", file.path, error, error_text(error).c_str());
-    if (initTestFile(file.path, file.count) != 0) {
+    // No failure yet: it is made.
+    log_warning("access file(%s) failure. errorr: %d - %s", file.m_path, error, error_text(error).c_str());
+    if (initTestFile(file.m_path, file.m_count) != 0) {
         return log_error(AMT_RESULT_NOT_MADE, "initTestFile fail: init result file error\n");
     }
     return 0;
@@ -186,13 +188,13 @@ int32_t write_amt_item(int32_t index, uint32_t result)
 int32_t read_item(int32_t index)
 {
     log_func();
-    if (index >= k_product_file.count) {
+    if (index >= k_product_file.m_count) {
         return log_error(AMT_RESULT_NOT_SAVED, "item index error: %d\n", index);
     }
     const int32_t result = prepare_reading(k_product_file);
     if (result != 0) {
         return result;
     }
-    const scoped_fd file(open_file(k_product_file.path, O_RDONLY));
+    const scoped_fd file(open_file(k_product_file.m_path, O_RDONLY));
     return file.is_open() ? read_digit(file.get(), index) : AMT_RESULT_NO_ACCESS;
 }

@@ -17,8 +17,8 @@ constexpr int32_t AMT_RESULT_NO_ACCESS = -1; // the folder or the file could not
 constexpr int32_t AMT_RESULT_NOT_MADE = -2;  // a missing file could not be made, or an item took nothing
 constexpr int32_t AMT_RESULT_NOT_SAVED = -3; // there is no such item, or it could not be changed
 
-// Makes a file of `count` items (36 at most) that are not tested; one that exists is overwritten. 0 or
-// AMT_RESULT_NO_ACCESS.
+// Makes a file of `count` items (36 at most) that are not tested; one that exists is overwritten, and one that could
+// not be filled stays as far as it came. 0 or AMT_RESULT_NO_ACCESS.
 [[nodiscard]] int32_t initTestFile(const char *path, int32_t count);
 
 // Changes one item of a file that exists, whatever its index; below 0 it is item 0 that changes. AMT_RESULT_NO_ACCESS
@@ -26,10 +26,12 @@ constexpr int32_t AMT_RESULT_NOT_SAVED = -3; // there is no such item, or it cou
 [[nodiscard]] int32_t update_item(const char *path, int32_t index, uint32_t result);
 
 // Changes one of the 36 items of "/amt/product.txt" or of the 20 of "/amt/amt_result.txt"; a missing file is made.
-// Each of the codes.
+// AMT_RESULT_NO_ACCESS for the folder, AMT_RESULT_NOT_MADE for a new file, AMT_RESULT_NOT_SAVED for an index behind the
+// last or an item that could not be changed.
 [[nodiscard]] int32_t write_item(int32_t index, uint32_t result);
 [[nodiscard]] int32_t write_amt_item(int32_t index, uint32_t result);
 
 // The digit of one of the 36 items of "/amt/product.txt", which is made when it is missing; 0 for anything else that
-// stands there, and behind the end of the file. Each of the codes, AMT_RESULT_NO_ACCESS also for an index below 0.
+// stands there, and behind the end of the file. AMT_RESULT_NOT_SAVED for an index behind the last, AMT_RESULT_NOT_MADE
+// for a new file, AMT_RESULT_NO_ACCESS for all else, an index below 0 too.
 [[nodiscard]] int32_t read_item(int32_t index);

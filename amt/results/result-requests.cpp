@@ -29,9 +29,9 @@ constexpr char k_line_prefix[] = "\r\n^DATOMR: ";
 constexpr char k_line_end[] = "\r\n";
 
 struct station_verdict {
-    uint32_t station;
-    uint32_t verdict;
-    char text_a[k_text_max + 1];
+    uint32_t m_station;
+    uint32_t m_verdict;
+    char m_text_a[k_text_max + 1];
 };
 
 // Of a request, without its text: only one of the requests has a use for that.
@@ -42,11 +42,6 @@ station_verdict numbers_in(const amt_buffer *request)
 }
 
 // Messages carry the numbers without a sign; commands and records show them with one.
-long as_long(uint32_t value)
-{
-    return static_cast<int32_t>(value);
-}
-
 int as_int(uint32_t value)
 {
     return static_cast<int32_t>(value);
@@ -55,22 +50,22 @@ int as_int(uint32_t value)
 // The handset's copy of what the modem keeps; a station that has none is still served.
 void keep_copy(const station_verdict &verdict)
 {
-    const int32_t result = write_amt_item(as_int(verdict.station), verdict.verdict);
+    const int32_t result = write_amt_item(as_int(verdict.m_station), verdict.m_verdict);
     if (result != 0) {
         (void)log_error(result, "[%s:L%d] write fail amt station_num: %d, station_result: %d\n", AMT_PROCESS_NAME,
-                        __LINE__, as_int(verdict.station), as_int(verdict.verdict));
+                        __LINE__, as_int(verdict.m_station), as_int(verdict.m_verdict));
     } else {
-        log_info("write amt_result success amt station_num: %d, station_result: %d.\n", as_int(verdict.station),
-                 as_int(verdict.verdict));
+        log_info("write amt_result success amt station_num: %d, station_result: %d.\n", as_int(verdict.m_station),
+                 as_int(verdict.m_verdict));
     }
 }
 
 void prepare_write(const station_verdict &verdict)
 {
-    const long station = as_long(verdict.station);
-    const long result = as_long(verdict.verdict);
-    if (verdict.text_a[0] != '\0') {
-        amt_at_prepare("AT^DATOMW=%ld,%ld,%s\r", station, result, verdict.text_a);
+    const long station = as_int(verdict.m_station);
+    const long result = as_int(verdict.m_verdict);
+    if (verdict.m_text_a[0] != '\0') {
+        amt_at_prepare("AT^DATOMW=%ld,%ld,%s\r", station, result, verdict.m_text_a);
     } else {
         amt_at_prepare("AT^DATOMW=%ld,%ld\r", station, result);
     }
@@ -98,28 +93,6 @@ int32_t write_to_modem()
     }
 }
 
-// Here a refusal counts even beside an OK, unlike in every other exchange: keep.
-int32_t read_from_modem(uint32_t station)
-{
-    amt_at_prepare("AT^DATOMR=1,%ld\r", as_long(station));
-    const int32_t sent = amt_at_send();
-    if (sent != ERR_NONE) {
-        return sent;
-    }
-    for (;;) {
-        const int32_t result = amt_at_receive();
-        if (result != ERR_NONE) {
-            return result;
-        }
-        if (amt_at_is_refused()) {
-            return ERR_UNKNOWN;
-        }
-        if (amt_at_is_ok()) {
-            return ERR_NONE;
-        }
-    }
-}
-
 bool is_digit(char character)
 {
     return character >= '0' && character <= '9';
@@ -130,21 +103,21 @@ bool is_digit(char character)
 void parse_line(const char *text, const char *end, station_verdict *verdict)
 {
     if (is_digit(*text)) {
-        verdict->station = static_cast<uint32_t>(*text++ - '0');
+        verdict->m_station = static_cast<uint32_t>(*text++ - '0');
         if (is_digit(*text)) {
-            verdict->station = verdict->station * 10 + static_cast<uint32_t>(*text++ - '0');
+            verdict->m_station = verdict->m_station * 10 + static_cast<uint32_t>(*text++ - '0');
         }
     }
     if (*text == ',') {
         text++;
     }
     if (is_digit(*text)) {
-        verdict->verdict = static_cast<uint32_t>(*text++ - '0');
+        verdict->m_verdict = static_cast<uint32_t>(*text++ - '0');
     }
     if (*text == ',') {
         text++;
         const size_t length = static_cast<size_t>(end - text);
-        memcpy(verdict->text_a, text, length < k_text_max ? length : k_text_max);
+        memcpy(verdict->m_text_a, text, length < k_text_max ? length : k_text_max);
     }
 }
 
@@ -181,13 +154,13 @@ int32_t amt_modem_write_test_result(uint8_t channel, const amt_buffer *request, 
         return result;
     }
     station_verdict verdict = numbers_in(request);
-    (void)amt_message_get_string(request->m_data_a, k_text_atom, verdict.text_a, k_text_max);
+    (void)amt_message_get_string(request->m_data_a, k_text_atom, verdict.m_text_a, k_text_max);
     keep_copy(verdict);
     prepare_write(verdict);
     log_info("amt_modem_write_test_result m_buf_a[%s] m_buf_len[%d]", g_at_cmd_buf.m_text_a,
              static_cast<int>(g_at_cmd_buf.m_length));
     if (write_to_modem() != ERR_NONE) {
-        return amt_handle_send_rsp_err(channel, response, k_modem_write_rsp_id, AMT_AT_ERROR_CODE);
+        return amt_handle_send_rsp_err(channel, response, k_modem_write_rsp_id, AMT_HANDLER_FAILURE);
     }
     return amt_handle_send_rsp_ok(channel, response, k_modem_write_rsp_id);
 }
@@ -200,17 +173,18 @@ int32_t amt_modem_read_test_result(uint8_t channel, const amt_buffer *request, a
         return result;
     }
     const uint32_t station = amt_message_get_int(request->m_data_a, k_station_atom);
-    if (read_from_modem(station) != ERR_NONE) {
-        return amt_handle_send_rsp_err(channel, response, k_modem_read_rsp_id, AMT_AT_ERROR_CODE);
+    amt_at_prepare("AT^DATOMR=1,%ld\r", static_cast<long>(as_int(station)));
+    if (amt_at_exchange(nullptr, amt_at_first::refusal) != ERR_NONE) { // unlike in every other exchange: keep
+        return amt_handle_send_rsp_err(channel, response, k_modem_read_rsp_id, AMT_HANDLER_FAILURE);
     }
     const station_verdict verdict = verdict_in_answer(station);
-    const int32_t copied = write_amt_item(as_int(verdict.station), verdict.verdict);
+    const int32_t copied = write_amt_item(as_int(verdict.m_station), verdict.m_verdict);
     if (copied != 0) {
         (void)log_error(copied, "[%s:L%d] write fail amt station_num: %d, station_result: %d. rtn:%d.\n",
-                        AMT_PROCESS_NAME, __LINE__, as_int(verdict.station), as_int(verdict.verdict), copied);
+                        AMT_PROCESS_NAME, __LINE__, as_int(verdict.m_station), as_int(verdict.m_verdict), copied);
     }
-    begin_verdict(response, k_modem_read_rsp_id, verdict.station, verdict.verdict);
-    (void)amt_message_append_string(response->m_data_a, k_text_atom, verdict.text_a);
+    begin_verdict(response, k_modem_read_rsp_id, verdict.m_station, verdict.m_verdict);
+    (void)amt_message_append_string(response->m_data_a, k_text_atom, verdict.m_text_a);
     amt_handle_append_result(response, 0);
     return amt_handle_send_rsp(channel, response);
 }
@@ -223,14 +197,14 @@ int32_t amt_item_write_test_result(uint8_t channel, const amt_buffer *request, a
         return result;
     }
     const station_verdict verdict = numbers_in(request);
-    log_info("amt_item_write_test_result station_num[%d] station_result[%d]", as_int(verdict.station),
-             as_int(verdict.verdict));
-    if (write_item(as_int(verdict.station - 1U), verdict.verdict) != 0) {
+    log_info("amt_item_write_test_result station_num[%d] station_result[%d]", as_int(verdict.m_station),
+             as_int(verdict.m_verdict));
+    if (write_item(as_int(verdict.m_station - 1U), verdict.m_verdict) != 0) {
         pub_util_print("[%s:L%d] write fail station_num: %d, station_result: %d\n", AMT_PROCESS_NAME, __LINE__,
-                       as_int(verdict.station), as_int(verdict.verdict));
+                       as_int(verdict.m_station), as_int(verdict.m_verdict));
         (void)log_error(ERR_WRITE_NOT_COMPLETED, "amt_item_write_test_result write_item ret_val[%d]",
                         ERR_WRITE_NOT_COMPLETED);
-        return amt_handle_send_rsp_err(channel, response, k_item_write_rsp_id, AMT_AT_ERROR_CODE);
+        return amt_handle_send_rsp_err(channel, response, k_item_write_rsp_id, AMT_HANDLER_FAILURE);
     }
     return amt_handle_send_rsp_ok(channel, response, k_item_write_rsp_id);
 }
@@ -246,7 +220,7 @@ int32_t amt_item_read_test_result(uint8_t channel, const amt_buffer *request, am
     const int32_t verdict = read_item(as_int(station)); // one behind the item of the same station's write: keep
     if (verdict < 0 || verdict > static_cast<int32_t>(AMT_TEST_FAILED)) {
         (void)log_error(ERR_NOT_FOUND, "amt_item_read_test_result read_item ret_val[%d]", ERR_NOT_FOUND);
-        return amt_handle_send_rsp_err(channel, response, k_item_read_rsp_id, AMT_AT_ERROR_CODE);
+        return amt_handle_send_rsp_err(channel, response, k_item_read_rsp_id, AMT_HANDLER_FAILURE);
     }
     begin_verdict(response, k_item_read_rsp_id, station, static_cast<uint32_t>(verdict));
     amt_handle_append_result(response, 0);
@@ -261,8 +235,8 @@ int32_t amt_modem_write_pc_test_result(uint8_t channel, const amt_buffer *reques
         return result;
     }
     const station_verdict verdict = numbers_in(request);
-    log_info("amt_modem_write_pc_test_result station_num=%d,station_result=%d", as_int(verdict.station),
-             as_int(verdict.verdict));
+    log_info("amt_modem_write_pc_test_result station_num=%d,station_result=%d", as_int(verdict.m_station),
+             as_int(verdict.m_verdict));
     keep_copy(verdict);
     return ERR_NOT_FOUND;
 }

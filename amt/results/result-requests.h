@@ -3,15 +3,17 @@
 // what it has to say in string atom 37.
 //
 // Each gives ERR_INVALID_PARAM for what amt_handle_check_request refuses, and the two that need the modem ERR_NOT_READY
-// without one: unanswered. Every other failure is answered with AMT_AT_ERROR_CODE, and the result is that of the send.
+// without one: unanswered. Every other failure is answered with AMT_HANDLER_FAILURE, and the result is that of the
+// send.
 #pragma once
 
 #include <stdint.h>
 
 #include "amt/core/context.h"
 
-// Writes the verdict and up to 127 characters of text into the modem, and the verdict into "/amt/amt_result.txt" too,
-// where the station's number is the item's index. That copy may fail. Answers with command id 0x5C.
+// Writes the verdict and up to 127 characters of text (a longer one is cut to 126, keep) into the modem, and the
+// verdict into "/amt/amt_result.txt" too, where the station's number is the item's index. That copy may fail. Answers
+// with command id 0x5C.
 int32_t amt_modem_write_test_result(uint8_t channel, const amt_buffer *request, amt_buffer *response);
 
 // Reads verdict and text back from the modem, with the same copy. Answers with command id 0x5A and the atoms 39,

@@ -4,10 +4,13 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
+#include "amt/wire/bytes.h"
 #include "station/message.h"
+#include "station/text.h"
 #include "tests/end-to-end/service_handset.h"
 
 constexpr char k_app_path[] = "/dev/ttyAMT";
@@ -46,8 +49,8 @@ class application_handset : public service_handset {
     static station::message receive(emulator::tty &app)
     {
         std::string bytes = app.read_exactly(2);
-        const auto length = static_cast<size_t>(static_cast<uint8_t>(bytes[0]) | static_cast<uint8_t>(bytes[1]) << 8);
-        bytes += app.read_exactly(length - 2);
+        const size_t length = load_u16_le(station::as_wire(bytes));
+        bytes += app.read_exactly(std::max<size_t>(length, 2) - 2);
         const station::decoded answer = station::decode(bytes);
         EXPECT_EQ(answer.error, "");
         return answer.message.value_or(station::message(0));

@@ -1,5 +1,6 @@
 // The way from normal mode into the factory test mode, which ends the service, and the flag that is set before it.
 #include <string>
+#include <vector>
 
 #include "tests/end-to-end/application_handset.h"
 
@@ -8,7 +9,6 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 class Switch : public application_handset {
   protected:
@@ -70,7 +70,7 @@ TEST_F(Switch, IsGivenUpWhenTheModemRefuses)
     (void)end(service);
 }
 
-TEST_F(Switch, IsSupportedWhenTheModemTellsAllFields)
+TEST_F(Switch, IsNotSupportedWhenTheModemLeavesAFieldOut)
 {
     const emulator::process service = start_up();
     emulator::tty app = open_app();

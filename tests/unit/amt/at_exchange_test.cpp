@@ -3,7 +3,9 @@
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string.h>
 
+#include <algorithm>
 #include <string>
 
 #include "pub/log/errors.h"
@@ -15,7 +17,6 @@
 
 namespace {
 
-using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -104,6 +105,25 @@ TEST(AtReceive, OfAFullAnswerIsRefused)
     });
 }
 
+TEST(AtReceive, CountsZeroBytesButKeepsNone)
+{
+    in_child([] {
+        (void)open_port();
+        amt_at_prepare("AT\r");
+        modem_says({std::string(4000, '\0'), std::string("a\0b", 3), std::string(93, '\0'), "c"});
+        for (int i = 0; i < 3; i++) {
+            EXPECT_EQ(amt_at_receive(), ERR_NONE);
+        }
+        EXPECT_EQ(answer_text(), "ab");
+        EXPECT_EQ(g_at_rsp_buf.m_length, 2U);
+        EXPECT_THAT(g_fake.rooms, ElementsAre(4096U, 96U, 93U));
+        EXPECT_EQ(amt_at_receive(), ERR_INVALID_PARAM) << "4096 bytes have come";
+        amt_at_prepare("AT\r");
+        EXPECT_EQ(amt_at_receive(), ERR_NONE) << "the next answer has all the room again";
+        EXPECT_EQ(answer_text(), "c");
+    });
+}
+
 // A device that gives nothing at once, and nothing again, would keep the processor busy otherwise.
 TEST(AtReceive, OfNothingTakesAPause)
 {
@@ -180,10 +200,10 @@ TEST(AtExchange, IsOverWithEachRefusal)
             in_child([&row, is_second] {
                 (void)open_port();
                 amt_at_prepare("AT^X\r");
-                modem_says(is_second ? std::vector<std::string>{"\r\n^X: 1", row.text}
-                                     : std::vector<std::string>{row.text});
+                modem_says(is_second ? std::vector<std::string>{"\r\n^X: 1", row.text, k_ok}
+                                     : std::vector<std::string>{row.text, k_ok});
                 EXPECT_EQ(amt_at_exchange(nullptr), ERR_UNKNOWN) << row.name;
-                EXPECT_THAT(g_fake.readings, IsEmpty()) << row.name;
+                EXPECT_EQ(g_fake.readings.size(), 1U) << row.name << ": nothing more is read";
             });
         }
     }
@@ -199,6 +219,24 @@ TEST(AtExchange, WithAnOkBesideARefusalSucceeds)
             EXPECT_EQ(amt_at_exchange(nullptr), ERR_NONE) << text;
         });
     }
+}
+
+TEST(AtExchange, MayHaveARefusalCountFirst)
+{
+    for (const char *text : {"\r\nERROR\r\n\r\nOK\r\n", "\r\nOK\r\n\r\n+CME ERROR: 3\r\n"}) {
+        in_child([text] {
+            (void)open_port();
+            amt_at_prepare("AT^X\r");
+            modem_says({text});
+            EXPECT_EQ(amt_at_exchange(nullptr, amt_at_first::refusal), ERR_UNKNOWN) << text;
+        });
+    }
+    in_child([] {
+        (void)open_port();
+        amt_at_prepare("AT^X\r");
+        modem_says({k_ok});
+        EXPECT_EQ(amt_at_exchange(nullptr, amt_at_first::refusal), ERR_NONE);
+    });
 }
 
 TEST(AtExchange, CollectsAnAnswerInAnyPieces)

@@ -224,24 +224,6 @@ TEST(ReadAt, GivesUpAModemThatStaysAwayOrSilent)
     });
 }
 
-TEST(ReadAt, CollectsAnAnswerOfThreeReadsBehindOneAnother)
-{
-    in_child([] {
-        (void)open_port();
-        modem_says({"\r\n^DGSN: 4901", "54203237518\r\n", "\r\nOK\r\n"});
-        g_at_rsp_buf = {};
-        for (int i = 0; i < 3; i++) {
-            uint32_t count = 0;
-            EXPECT_EQ(read_at(g_at_rsp_buf.m_text_a + g_at_rsp_buf.m_length, AMT_AT_TEXT_SIZE - g_at_rsp_buf.m_length,
-                              &count),
-                      ERR_NONE);
-            g_at_rsp_buf.m_length += count;
-        }
-        EXPECT_STREQ(g_at_rsp_buf.m_text_a, "\r\n^DGSN: 490154203237518\r\n\r\nOK\r\n");
-        EXPECT_THAT(g_fake.rooms, ElementsAre(4096U, 4083U, 4070U));
-    });
-}
-
 static_assert(offsetof(amt_at_record, m_end) == offsetof(amt_at_record, m_text_a) + AMT_AT_TEXT_SIZE,
               "a text search in the record must stop right behind it");
 

@@ -102,6 +102,7 @@ void with_exchange(amt_handle_func handler, const std::string &request, const st
         seen.answers = link.at_application();
         seen.commands = g_fake.written;
         seen.told = log.records();
+        seen.unread = g_fake.readings.size();
         seen.is_response_clear = is_clear(response);
         EXPECT_THAT(link.at_station(), IsEmpty());
         EXPECT_FALSE(g_fake.is_standard_input_used);

@@ -25,6 +25,7 @@ struct exchange {
     std::vector<std::string> answers;  // at the application, each in hex
     std::vector<std::string> commands; // at the modem
     std::vector<std::string> told;     // in the log
+    size_t unread = 0;                 // of what the modem said, readings that nobody took
     bool is_response_clear = false;    // nothing is left in the response buffer
 };
 

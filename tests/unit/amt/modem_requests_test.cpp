@@ -17,7 +17,6 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
 
@@ -137,8 +136,15 @@ TEST(ModemRequest, FailsWhenTheModemRefuses)
 {
     for (const reader_row &row : k_readers) {
         for (const refusal_row &refusal : k_refusals) {
-            expect_answer(row, refusal.name, {refusal.text}, nullptr);
-            expect_answer(row, refusal.name, {row.prefix + "1", refusal.text}, nullptr);
+            for (const char *before : {"", "\r\n^DX: 1"}) {
+                const auto answer_id = static_cast<uint8_t>(row.id + 1);
+                with_exchange(row.handler, message_of(row.id), {before + refusal.text, row.prefix + "1" + k_end},
+                              [&](const exchange &seen) {
+                                  EXPECT_THAT(seen.answers, ElementsAre(result_of(answer_id, 10)))
+                                      << row.name << refusal.name;
+                                  EXPECT_EQ(seen.unread, 1U) << row.name << refusal.name;
+                              });
+            }
         }
     }
 }

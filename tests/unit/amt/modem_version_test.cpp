@@ -176,7 +176,7 @@ void expect_failure(const std::string &name, const std::vector<std::string> &mod
 TEST(ModemVersion, ThatCannotBeHadIsNotAnswered)
 {
     for (const refusal_row &refusal : k_refusals) {
-        expect_failure(refusal.name, {refusal.text});
+        expect_failure(refusal.name, {refusal.text, dcmr("17,4C31")});
     }
     expect_failure("only OK", {k_ok});
     expect_failure("another line", {"\r\n^DMSN: 1\r\n\r\nOK\r\n"});

@@ -10,6 +10,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <string>
@@ -156,7 +157,7 @@ TEST(AmtSupport, IsToldInAtMost38Characters)
 TEST(AmtSupport, CannotBeToldByAModemThatFails)
 {
     for (const refusal_row &refusal : k_refusals) {
-        expect_no_support(refusal.name, {refusal.text});
+        expect_no_support(refusal.name, {refusal.text, dmcc("2,2,1,5")});
     }
     expect_no_support("only OK", {k_ok});
     expect_no_support("another line", {"\r\n^DMCD: 2,2,1,5" + k_end});
@@ -255,14 +256,15 @@ TEST(SwitchToAmt, AsksForTheWantedMode)
 TEST(SwitchToAmt, IsGivenUpWithTheBand)
 {
     for (const refusal_row &refusal : k_refusals) {
-        expect_effects(refusal.name, switch_request(3), {refusal.text}, {"AT^DMPCHN=0\r", k_not_done, "end"});
+        expect_effects(refusal.name, switch_request(3), {refusal.text, k_ok, k_ok},
+                       {"AT^DMPCHN=0\r", k_not_done, "end"});
     }
 }
 
 TEST(SwitchToAmt, IsGivenUpWithTheMode)
 {
     for (const refusal_row &refusal : k_refusals) {
-        expect_effects(refusal.name, switch_request(3), {k_ok, refusal.text},
+        expect_effects(refusal.name, switch_request(3), {k_ok, refusal.text, k_ok},
                        {"AT^DMPCHN=0\r", "AT^DSWAMT=3\r", k_not_done, "end"});
     }
 }

@@ -72,7 +72,8 @@ TEST(Modem, HangsUpAndComesBack)
     emulator::tty service = open_device(fresh.path);
     tested.model.come_back(std::move(fresh.far_end));
     service.write("SQ\r");
-    EXPECT_EQ(service.read(), k_error) << "half a line has survived the hang-up, or what was said to nobody";
+    EXPECT_EQ(service.read_exactly(k_error.size()), k_error)
+        << "half a line has survived the hang-up, or what was said to nobody";
     EXPECT_EQ(tested.model.received(), "AT+CSQ\r");
 }
 
@@ -91,7 +92,7 @@ TEST(Modem, LosesADelayedAnswerWhenItHangsUp)
     emulator::tty service = open_device(fresh.path);
     tested.model.come_back(std::move(fresh.far_end));
     service.write("AT\r");
-    EXPECT_EQ(service.read(), k_ok);
+    EXPECT_EQ(service.read_exactly(k_ok.size()), k_ok);
 }
 
 TEST(Modem, KeepsWhatItWasToldWhenItHangsUpAndComesBack)
@@ -116,7 +117,7 @@ TEST(Modem, LeavesOneTtyForAnother)
     tested.model.come_back(std::move(other.far_end));
     EXPECT_FALSE(tested.service.opened());
     service.write("AT\r");
-    EXPECT_EQ(service.read(), k_ok);
+    EXPECT_EQ(service.read_exactly(k_ok.size()), k_ok);
 }
 
 TEST(Modem, TakesOverWhatItsPredecessorAtTheTtyHadNotReadToTheEnd)
