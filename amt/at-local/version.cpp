@@ -93,18 +93,17 @@ int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, am
     if (result != ERR_NONE) {
         return result;
     }
-    const auto type = static_cast<int32_t>(amt_message_get_int(request->m_data_a, AMT_VERSION_TYPE_ATOM));
-    log_info("version type: 0x%02x - %s", static_cast<uint32_t>(type), amt_get_module_name(type));
-    const version_module *module = amt_find_version_module(type);
-    if (module == nullptr) {
-        return log_error(ERR_UNKNOWN, "unknown version type: 0x%02x", static_cast<uint32_t>(type));
+    const version_module *module = nullptr;
+    result = amt_read_version_module(request, &module);
+    if (result != ERR_NONE) {
+        return result;
     }
     if (module->m_source == version_source::modem) {
         return ERR_NOT_FOUND;
     }
     (void)amt_handle_send_pre_rsp_for_pc(AMT_CHANNEL_PC, response); // told in the log; the answer may still arrive
     amt_handle_begin_rsp(response, AMT_VERSION_RESPONSE_ID);
-    (void)amt_message_append_int(response->m_data_a, AMT_VERSION_TYPE_ATOM, static_cast<uint32_t>(type));
+    (void)amt_message_append_int(response->m_data_a, AMT_VERSION_TYPE_ATOM, static_cast<uint32_t>(module->m_type));
     result = append_version(*module, response);
     if (result != ERR_NONE) {
         return result;

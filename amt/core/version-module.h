@@ -22,11 +22,11 @@ struct version_module {
     const char *m_name;
 };
 
-// Null for a number that is no module's.
-const version_module *amt_find_version_module(int32_t type);
-
-// "(undefined)" for such a number.
+// "(undefined)" for a number that is no module's.
 const char *amt_get_module_name(int32_t type);
+
+// The module that a version request is for, told in the log. ERR_UNKNOWN for a number that is no module's.
+[[nodiscard]] int32_t amt_read_version_module(const amt_buffer *request, const version_module **module);
 
 // Appends the version of the modules that have none of their own: 64 characters whatever the handset runs. Nothing is
 // read out of it but that there is an answer, keep. The codes of amt_message_append_bytes.

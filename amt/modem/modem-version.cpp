@@ -114,20 +114,19 @@ int32_t answer_version(uint8_t channel, int32_t module, const version_text &vers
 int32_t handle_amt_req_version(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_at_check_request(channel, request, response);
+    int32_t result = amt_at_check_request(channel, request, response);
     if (result != ERR_NONE) {
         return result;
     }
-    const auto type = static_cast<int32_t>(amt_message_get_int(request->m_data_a, AMT_VERSION_TYPE_ATOM));
-    log_info("version type: 0x%02x - %s", static_cast<uint32_t>(type), amt_get_module_name(type));
-    const version_module *module = amt_find_version_module(type);
-    if (module == nullptr) {
-        return log_error(ERR_UNKNOWN, "unknown version type: 0x%02x", static_cast<uint32_t>(type));
+    const version_module *module = nullptr;
+    result = amt_read_version_module(request, &module);
+    if (result != ERR_NONE) {
+        return result;
     }
     if (module->m_source == version_source::modem) {
-        return handle_amt_req_l1_hls_version(channel, type, request, response);
+        return handle_amt_req_l1_hls_version(channel, module->m_type, request, response);
     }
-    begin_answer(type, response);
+    begin_answer(module->m_type, response);
     (void)amt_append_fixed_version(response->m_data_a);
     return end_answer(channel, response);
 }

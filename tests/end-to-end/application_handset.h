@@ -39,6 +39,14 @@ class application_handset : public service_handset {
         return count;
     }
 
+    // From now on the modem takes everything and answers nothing; control({}) has it answer again.
+    void silence_modem()
+    {
+        emulator::modem_control silent;
+        silent.silent = true;
+        m_at->control(silent);
+    }
+
     // Sends a bare message and reads the message that comes back.
     static station::message ask(emulator::tty &app, const station::message &request)
     {

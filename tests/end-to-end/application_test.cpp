@@ -146,9 +146,7 @@ TEST_F(Application, MayLoseItsModemAndGetItBack)
 TEST_F(Application, MayLoseItsModemInTheMiddleOfAnAnswer)
 {
     const emulator::process service = start_up();
-    emulator::modem_control silent;
-    silent.silent = true;
-    m_at->control(silent);
+    silence_modem();
     emulator::tty app = open_app();
     app.write(station::message(0xE8).with_int(159, 3).encode());
     m_at->wait_received("AT^DMPCHN=3\r");

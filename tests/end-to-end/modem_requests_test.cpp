@@ -123,11 +123,9 @@ TEST_F(ModemRequests, AreRefusedWithoutAModem)
 
 TEST_F(ModemRequests, MayWaitForAModemThatNeverAnswersAndTheServiceStillEnds)
 {
-    emulator::modem_control silent;
-    silent.silent = true;
     const emulator::process service = start_up();
     emulator::tty app = open_app();
-    m_at->control(silent);
+    silence_modem();
     app.write(station::message(0x07).encode());
     m_at->wait_received("AT^DGSN?\r");
     (void)end(service);
@@ -136,11 +134,9 @@ TEST_F(ModemRequests, MayWaitForAModemThatNeverAnswersAndTheServiceStillEnds)
 
 TEST_F(ModemRequests, AreAnsweredWhenTheModemThinksBetter)
 {
-    emulator::modem_control silent;
-    silent.silent = true;
     const emulator::process service = start_up();
     emulator::tty app = open_app();
-    m_at->control(silent);
+    silence_modem();
     app.write(station::message(0x07).encode());
     m_at->wait_received("AT^DGSN?\r");
     m_at->say("\r\nRING\r\n");
@@ -236,11 +232,9 @@ TEST_F(ModemRequests, TakeOneTunnelledLineAReading)
 // The tty is gone between the command and its answer; the modem has forgotten the question.
 TEST_F(ModemRequests, GoOnWithAModemThatComesBack)
 {
-    emulator::modem_control silent;
-    silent.silent = true;
     const emulator::process service = start_up();
     emulator::tty app = open_app();
-    m_at->control(silent);
+    silence_modem();
     app.write(station::message(0x07).encode());
     m_at->wait_received("AT^DGSN?\r");
     m_at->control({});

@@ -69,15 +69,6 @@ std::string untested_but(int count, size_t offset, char digit)
     return text;
 }
 
-const std::string k_sevens = "7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n7\n";
-
-std::string sevens_but(bool is_kept, size_t offset, char digit)
-{
-    std::string text = k_sevens;
-    text.at(offset) = is_kept ? digit : text.at(offset);
-    return text;
-}
-
 std::vector<std::string> without_entries(const test_log &log)
 {
     std::vector<std::string> records = log.records();

@@ -35,10 +35,6 @@ class amt_folder {
 std::string untested(int count);
 std::string untested_but(int count, size_t offset, char digit);
 
-// A file of 20 items that no verdict leaves so; or, if one was kept, with its digit at an offset.
-extern const std::string k_sevens;
-std::string sevens_but(bool is_kept, size_t offset, char digit);
-
 constexpr char k_product[] = "product.txt";
 constexpr char k_modem_copy[] = "amt_result.txt";
 

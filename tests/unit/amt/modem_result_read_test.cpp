@@ -12,10 +12,11 @@
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/amt_folder.h"
+#include "tests/unit/amt/exchange.h"
 #include "tests/unit/amt/handler_arguments.h"
 #include "tests/unit/amt/links.h"
 #include "tests/unit/amt/port_fakes.h"
-#include "tests/unit/amt/result_messages.h"
+#include "tests/unit/amt/verdicts.h"
 
 namespace {
 
@@ -40,30 +41,15 @@ int32_t read_result(const amt_buffer &request)
     return amt_modem_read_test_result(AMT_CHANNEL_APP, &request, &response);
 }
 
-// A modem, an application and a folder, in a process of their own.
-template <typename body_type>
-void with_modem(const body_type &body)
-{
-    in_child([&body] {
-        const links link;
-        const amt_folder folder;
-        const test_log log;
-        (void)open_port();
-        body(link, folder, log);
-        EXPECT_THAT(link.at_station(), IsEmpty());
-        EXPECT_THAT(g_fake.files, IsEmpty()) << "closed";
-    });
-}
-
 // Asks for a station and lets the modem say all that there is; the console lines are taken away.
 void ask(uint32_t station = k_asked)
 {
-    (void)output_of([station] { EXPECT_EQ(read_result(station_request(station)), ERR_NONE); });
+    (void)output_of([station] { EXPECT_EQ(read_result(verdict_request(station)), ERR_NONE); });
 }
 
 std::string answer_of(uint32_t station, uint32_t verdict, const std::string &text)
 {
-    return hex_message(0x5A, hex_atom(39, station) + hex_atom(36, verdict) + hex_atom(37, text) + hex_atom(1, 0));
+    return message_of(0x5A, int_atom(39, station) + int_atom(36, verdict) + text_atom(37, text) + int_atom(1, 0));
 }
 
 TEST(ModemResultRead, GivesWhatTheModemSaysAndKeepsACopy)
@@ -92,13 +78,13 @@ struct command_row {
 TEST(ModemResultRead, AsksForAStationWithASign)
 {
     const command_row rows[] = {
-        {"station 0", station_request(0), "AT^DATOMR=1,0\r", 0},
-        {"station 1", station_request(1), "AT^DATOMR=1,1\r", 1},
-        {"station 36", station_request(36), "AT^DATOMR=1,36\r", 36},
-        {"the greatest", station_request(0x7FFFFFFF), "AT^DATOMR=1,2147483647\r", 0x7FFFFFFF},
-        {"negative", station_request(0xFFFFFFFF), "AT^DATOMR=1,-1\r", 0xFFFFFFFF},
-        {"the least", station_request(0x80000000), "AT^DATOMR=1,-2147483648\r", 0x80000000},
-        {"no station", begin_request(), "AT^DATOMR=1,0\r", 0},
+        {"station 0", verdict_request(0), "AT^DATOMR=1,0\r", 0},
+        {"station 1", verdict_request(1), "AT^DATOMR=1,1\r", 1},
+        {"station 36", verdict_request(36), "AT^DATOMR=1,36\r", 36},
+        {"the greatest", verdict_request(0x7FFFFFFF), "AT^DATOMR=1,2147483647\r", 0x7FFFFFFF},
+        {"negative", verdict_request(0xFFFFFFFF), "AT^DATOMR=1,-1\r", 0xFFFFFFFF},
+        {"the least", verdict_request(0x80000000), "AT^DATOMR=1,-2147483648\r", 0x80000000},
+        {"no station", verdict_request(), "AT^DATOMR=1,0\r", 0},
         {"verdict and text of the request say nothing", verdict_request(7, 2, "x"), "AT^DATOMR=1,7\r", 7},
     };
     for (const command_row &row : rows) {
@@ -276,7 +262,7 @@ TEST(ModemResultRead, NeedsAModem)
 {
     with_modem([](const links &link, const amt_folder &folder, const test_log &log) {
         g_at_dev_not_opened = 1;
-        EXPECT_EQ(read_result(station_request(1)), ERR_NOT_READY);
+        EXPECT_EQ(read_result(verdict_request(1)), ERR_NOT_READY);
         EXPECT_THAT(g_fake.written, IsEmpty());
         EXPECT_FALSE(folder.has(k_modem_copy));
         EXPECT_THAT(link.at_application(), IsEmpty());
@@ -291,8 +277,8 @@ TEST(ModemResultRead, GivesTheResultOfItsSending)
         const amt_folder folder;
         (void)open_port();
         modem_says({k_ok, "\r\nERROR\r\n"});
-        EXPECT_EQ(read_result(station_request(1)), ERR_UNKNOWN);
-        EXPECT_EQ(read_result(station_request(1)), ERR_UNKNOWN);
+        EXPECT_EQ(read_result(verdict_request(1)), ERR_UNKNOWN);
+        EXPECT_EQ(read_result(verdict_request(1)), ERR_UNKNOWN);
     });
 }
 

@@ -12,10 +12,11 @@
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/amt_folder.h"
+#include "tests/unit/amt/exchange.h"
 #include "tests/unit/amt/handler_arguments.h"
 #include "tests/unit/amt/links.h"
 #include "tests/unit/amt/port_fakes.h"
-#include "tests/unit/amt/result_messages.h"
+#include "tests/unit/amt/verdicts.h"
 
 namespace {
 
@@ -35,21 +36,6 @@ int32_t write_result(const amt_buffer &request)
 {
     amt_buffer response = buffer_with("ffffffffffffffffffffffffffffffffffffffff"); // of the last answer
     return amt_modem_write_test_result(AMT_CHANNEL_APP, &request, &response);
-}
-
-// A modem, an application and a folder, in a process of their own.
-template <typename body_type>
-void with_modem(const body_type &body)
-{
-    in_child([&body] {
-        const links link;
-        const amt_folder folder;
-        const test_log log;
-        (void)open_port();
-        body(link, folder, log);
-        EXPECT_THAT(link.at_station(), IsEmpty());
-        EXPECT_THAT(g_fake.files, IsEmpty()) << "closed";
-    });
 }
 
 size_t count_of(const std::string &part, const std::string &text)
@@ -114,8 +100,8 @@ std::vector<command_row> commands()
         {"a format in the text", verdict_request(3, 2, "%s%n%d"), "AT^DATOMW=3,2,%s%n%d\r"},
         {"a carriage return in the text", verdict_request(3, 2, "a\rb"), "AT^DATOMW=3,2,a\rb\r"},
         {"a zero byte ends the text", with_zero, "AT^DATOMW=1,1,ab\r"},
-        {"no verdict", station_request(4), "AT^DATOMW=4,0\r"},
-        {"nothing", begin_request(), "AT^DATOMW=0,0\r"},
+        {"no verdict", verdict_request(4), "AT^DATOMW=4,0\r"},
+        {"nothing", verdict_request(), "AT^DATOMW=0,0\r"},
         {"a verdict of 5 goes as it is", verdict_request(4, 5), "AT^DATOMW=4,5\r"},
         {"the greatest", verdict_request(0x7FFFFFFF, 0x7FFFFFFF), "AT^DATOMW=2147483647,2147483647\r"},
         {"negative", verdict_request(0xFFFFFFFF, 0xFFFFFFFE), "AT^DATOMW=-1,-2\r"},
@@ -270,49 +256,17 @@ TEST(ModemResultWrite, RefusesBadArgumentsAndTellsWhich)
 
 // --- the copy
 
-struct copy_row {
-    const char *name;
-    uint32_t station;
-    uint32_t verdict;
-    const char *numbers;
-    bool is_kept;
-    size_t offset; // of the byte that changes, to this
-    char digit;
-};
-
-// clang-format off
-constexpr copy_row k_copies_a[] = {
-    {"station 0",            0,          1, "station_num: 0, station_result: 1",          true,  0,  '1'},
-    {"station 1",            1,          2, "station_num: 1, station_result: 2",          true,  2,  '2'},
-    {"a verdict of 5",       1,          5, "station_num: 1, station_result: 5",          true,  2,  '0'},
-    {"station 19",           19,         1, "station_num: 19, station_result: 1",         true,  38, '1'},
-    {"station 20",           20,         1, "station_num: 20, station_result: 1",         false, 0,  '0'},
-    {"station 21",           21,         1, "station_num: 21, station_result: 1",         false, 0,  '0'},
-    {"the greatest",         0x7FFFFFFF, 1, "station_num: 2147483647, station_result: 1", false, 0,  '0'},
-    {"a negative station",   0xFFFFFFFF, 2, "station_num: -1, station_result: 2",         true,  0,  '2'},
-};
-// clang-format on
-
 TEST(ModemResultWrite, GoesOnWhetherTheCopyIsKeptOrNot)
 {
-    for (const copy_row &row : k_copies_a) {
+    for (const copy_row &row : k_copies) {
         with_modem([&row](const links &link, const amt_folder &folder, const test_log &log) {
             SCOPED_TRACE(row.name);
-            folder.put(k_modem_copy, k_sevens);
+            prepare_copy(folder);
             modem_says({k_ok});
             EXPECT_EQ(write_result(verdict_request(row.station, row.verdict)), ERR_NONE);
             EXPECT_EQ(g_fake.written.size(), 1U);
             EXPECT_THAT(link.at_application(), ElementsAre(k_done));
-            EXPECT_EQ(folder.content(k_modem_copy), sevens_but(row.is_kept, row.offset, row.digit));
-            const std::string numbers = row.numbers;
-            if (row.is_kept) {
-                EXPECT_THAT(log.records(), Contains("info | write amt_result success amt " + numbers + "."));
-            } else {
-                EXPECT_THAT(log.records(),
-                            Contains(MatchesRegex("error \\| -[1-3] -  \\| \\[kv-zep-amt:L[0-9]+\\] write fail amt " +
-                                                  numbers)));
-                EXPECT_THAT(log.text(), HasSubstr(numbers + "\n\n"));
-            }
+            expect_copy(row, folder, log);
         });
     }
 }

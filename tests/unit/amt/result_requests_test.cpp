@@ -13,10 +13,11 @@
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/amt_folder.h"
+#include "tests/unit/amt/exchange.h"
 #include "tests/unit/amt/handler_arguments.h"
 #include "tests/unit/amt/links.h"
 #include "tests/unit/amt/port_fakes.h"
-#include "tests/unit/amt/result_messages.h"
+#include "tests/unit/amt/verdicts.h"
 
 namespace {
 
@@ -96,7 +97,7 @@ TEST(ItemWrite, CountsStationsFrom1To36)
             const std::string shown = output_of(
                 [&row] { EXPECT_EQ(call(amt_item_write_test_result, verdict_request(row.station, 1)), ERR_NONE); });
             EXPECT_EQ(folder.content(k_product), row.is_kept ? untested_but(36, row.offset, '1') : untested(36));
-            EXPECT_THAT(answers(link), ElementsAre(hex_result(0xE7, row.is_kept ? 0 : 10)));
+            EXPECT_THAT(answers(link), ElementsAre(result_of(0xE7, row.is_kept ? 0 : 10)));
             const std::string number = std::to_string(row.shown);
             EXPECT_EQ(log.records().at(1),
                       "info | amt_item_write_test_result station_num[" + number + "] station_result[1]");
@@ -124,7 +125,7 @@ TEST(ItemWrite, KeepsOnlyVerdictsThatItKnows)
             EXPECT_EQ(call(amt_item_write_test_result, verdict_request(4, verdict)), ERR_NONE) << verdict;
             const char digit = verdict == 1 ? '1' : verdict == 2 ? '2' : '0';
             EXPECT_EQ(folder.content(k_product), untested_but(36, 6, digit)) << verdict;
-            EXPECT_THAT(answers(link), ElementsAre(hex_result(0xE7, 0))) << verdict;
+            EXPECT_THAT(answers(link), ElementsAre(result_of(0xE7, 0))) << verdict;
         });
     }
 }
@@ -136,10 +137,10 @@ TEST(ItemWrite, WithoutNumbersIsStation0NotTested)
         const amt_folder folder;
         folder.put(k_product, untested_but(36, 0, '1'));
         const test_log log;
-        EXPECT_EQ(call(amt_item_write_test_result, begin_request()), ERR_NONE);
+        EXPECT_EQ(call(amt_item_write_test_result, verdict_request()), ERR_NONE);
         EXPECT_EQ(folder.content(k_product), untested(36));
         EXPECT_THAT(log.records(), Contains("info | amt_item_write_test_result station_num[0] station_result[0]"));
-        EXPECT_THAT(answers(link), ElementsAre(hex_result(0xE7, 0)));
+        EXPECT_THAT(answers(link), ElementsAre(result_of(0xE7, 0)));
     });
 }
 
@@ -159,7 +160,7 @@ TEST(ItemWrite, IsRefusedWhateverTheFileFailsWith)
         g_fake.file_writings = {{0, ENOSPC}};
         EXPECT_EQ(call(amt_item_write_test_result, verdict_request(1, 1)), ERR_NONE);
         EXPECT_THAT(log.records(), Contains(k_not_saved + "Save fail: update result error"));
-        const std::string refused = hex_result(0xE7, 10);
+        const std::string refused = result_of(0xE7, 10);
         EXPECT_THAT(answers(link), ElementsAre(refused, refused, refused));
     });
 }
@@ -172,8 +173,8 @@ TEST(ItemRead, GivesWhatAWriteForTheNextStationKept)
         const links link;
         const amt_folder folder;
         EXPECT_EQ(call(amt_item_write_test_result, verdict_request(3, 2)), ERR_NONE);
-        EXPECT_EQ(call(amt_item_read_test_result, station_request(3)), ERR_NONE);
-        EXPECT_EQ(call(amt_item_read_test_result, station_request(2)), ERR_NONE);
+        EXPECT_EQ(call(amt_item_read_test_result, verdict_request(3)), ERR_NONE);
+        EXPECT_EQ(call(amt_item_read_test_result, verdict_request(2)), ERR_NONE);
         EXPECT_THAT(answers(link), ElementsAre("0f00bbe70900ee0101040000000000",
                                                "2100bbe51b00"
                                                "ee2701040003000000ee2401040000000000ee0101040000000000",
@@ -187,9 +188,9 @@ TEST(ItemRead, OfAMissingFileMakesIt)
     in_child([] {
         const links link;
         const amt_folder folder;
-        EXPECT_EQ(call(amt_item_read_test_result, station_request(35)), ERR_NONE);
+        EXPECT_EQ(call(amt_item_read_test_result, verdict_request(35)), ERR_NONE);
         EXPECT_EQ(folder.content(k_product), untested(36));
-        EXPECT_THAT(answers(link), ElementsAre(hex_message(0xE5, hex_atom(39, 35) + hex_atom(36, 0) + hex_atom(1, 0))));
+        EXPECT_THAT(answers(link), ElementsAre(message_of(0xE5, int_atom(39, 35) + int_atom(36, 0) + int_atom(1, 0))));
     });
 }
 
@@ -225,7 +226,7 @@ TEST(ItemRead, AnswersAVerdictAndRefusesAllElse)
             const amt_folder folder;
             folder.put(k_product, untested_but(36, 10, row.digit));
             const test_log log;
-            EXPECT_EQ(call(amt_item_read_test_result, station_request(row.station)), ERR_NONE);
+            EXPECT_EQ(call(amt_item_read_test_result, verdict_request(row.station)), ERR_NONE);
             EXPECT_EQ(log.records().front(), "func | ");
             const std::string failed = "error | -104 - Not found | amt_item_read_test_result read_item ret_val[-104]";
             if (row.verdict < 0) {
@@ -233,8 +234,8 @@ TEST(ItemRead, AnswersAVerdictAndRefusesAllElse)
                 EXPECT_THAT(log.records(), Contains(failed).Times(1));
             } else {
                 const std::string atoms =
-                    hex_atom(39, row.station) + hex_atom(36, static_cast<uint32_t>(row.verdict)) + hex_atom(1, 0);
-                EXPECT_THAT(answers(link), ElementsAre(hex_message(0xE5, atoms)));
+                    int_atom(39, row.station) + int_atom(36, static_cast<uint32_t>(row.verdict)) + int_atom(1, 0);
+                EXPECT_THAT(answers(link), ElementsAre(message_of(0xE5, atoms)));
                 EXPECT_THAT(log.records(), Not(Contains(failed)));
             }
         });
@@ -245,8 +246,8 @@ TEST(ItemRead, IsRefusedWithoutAFolder)
 {
     in_child([] {
         const links link;
-        EXPECT_EQ(call(amt_item_read_test_result, station_request(1)), ERR_NONE);
-        EXPECT_THAT(answers(link), ElementsAre(hex_result(0xE5, 10)));
+        EXPECT_EQ(call(amt_item_read_test_result, verdict_request(1)), ERR_NONE);
+        EXPECT_THAT(answers(link), ElementsAre(result_of(0xE5, 10)));
     });
 }
 
@@ -256,8 +257,8 @@ TEST(ItemRead, WithoutAStationIsOfStation0)
         const links link;
         const amt_folder folder;
         folder.put(k_product, untested_but(36, 0, '2'));
-        EXPECT_EQ(call(amt_item_read_test_result, begin_request()), ERR_NONE);
-        EXPECT_THAT(answers(link), ElementsAre(hex_message(0xE5, hex_atom(39, 0) + hex_atom(36, 2) + hex_atom(1, 0))));
+        EXPECT_EQ(call(amt_item_read_test_result, verdict_request()), ERR_NONE);
+        EXPECT_THAT(answers(link), ElementsAre(message_of(0xE5, int_atom(39, 0) + int_atom(36, 2) + int_atom(1, 0))));
     });
 }
 
@@ -270,9 +271,9 @@ TEST(ItemRequests, NeedNoModem)
         const amt_folder folder;
         g_at_dev_not_opened = 1;
         EXPECT_EQ(call(amt_item_write_test_result, verdict_request(2, 1)), ERR_NONE);
-        EXPECT_EQ(call(amt_item_read_test_result, station_request(1)), ERR_NONE);
-        EXPECT_THAT(answers(link), ElementsAre(hex_result(0xE7, 0),
-                                               hex_message(0xE5, hex_atom(39, 1) + hex_atom(36, 1) + hex_atom(1, 0))));
+        EXPECT_EQ(call(amt_item_read_test_result, verdict_request(1)), ERR_NONE);
+        EXPECT_THAT(answers(link), ElementsAre(result_of(0xE7, 0),
+                                               message_of(0xE5, int_atom(39, 1) + int_atom(36, 1) + int_atom(1, 0))));
     });
 }
 
@@ -283,8 +284,8 @@ TEST(ItemRequests, GiveTheResultOfTheirSending)
         const amt_folder folder;
         EXPECT_EQ(call(amt_item_write_test_result, verdict_request(1, 1)), ERR_UNKNOWN);
         EXPECT_EQ(call(amt_item_write_test_result, verdict_request(37, 1)), ERR_UNKNOWN);
-        EXPECT_EQ(call(amt_item_read_test_result, station_request(1)), ERR_UNKNOWN);
-        EXPECT_EQ(call(amt_item_read_test_result, station_request(37)), ERR_UNKNOWN);
+        EXPECT_EQ(call(amt_item_read_test_result, verdict_request(1)), ERR_UNKNOWN);
+        EXPECT_EQ(call(amt_item_read_test_result, verdict_request(37)), ERR_UNKNOWN);
     });
 }
 
@@ -296,37 +297,14 @@ TEST(ItemRequests, RefuseBadArgumentsAndTellWhich)
 
 // --- amt_modem_write_pc_test_result
 
-struct copy_row {
-    const char *name;
-    uint32_t station;
-    uint32_t verdict;
-    const char *numbers;
-    bool is_kept;
-    size_t offset; // of the byte that changes, to this
-    char digit;
-};
-
-// clang-format off
-constexpr copy_row k_copies_a[] = {
-    {"station 0",            0,          1, "station_num: 0, station_result: 1",           true,  0,  '1'},
-    {"station 12",           12,         2, "station_num: 12, station_result: 2",          true,  24, '2'},
-    {"a verdict of 5",       1,          5, "station_num: 1, station_result: 5",           true,  2,  '0'},
-    {"station 19",           19,         1, "station_num: 19, station_result: 1",          true,  38, '1'},
-    {"station 20",           20,         1, "station_num: 20, station_result: 1",          false, 0,  '0'},
-    {"the greatest",         0x7FFFFFFF, 1, "station_num: 2147483647, station_result: 1",  false, 0,  '0'},
-    {"a negative station",   0xFFFFFFFF, 1, "station_num: -1, station_result: 1",          true,  0,  '1'},
-    {"a negative verdict",   3, 0xFFFFFFFF, "station_num: 3, station_result: -1",          true,  6,  '0'},
-};
-// clang-format on
-
 TEST(PcWrite, KeepsACopyAndAnswersNothing)
 {
-    for (const copy_row &row : k_copies_a) {
+    for (const copy_row &row : k_copies) {
         in_child([&row] {
             SCOPED_TRACE(row.name);
             const links link;
             const amt_folder folder;
-            folder.put(k_modem_copy, k_sevens);
+            prepare_copy(folder);
             const test_log log;
             const amt_buffer request = verdict_request(row.station, row.verdict);
             amt_buffer response = buffer_with("42");
@@ -334,17 +312,9 @@ TEST(PcWrite, KeepsACopyAndAnswersNothing)
             EXPECT_THAT(link.at_station(), IsEmpty());
             EXPECT_THAT(link.at_application(), IsEmpty());
             EXPECT_EQ(response.m_data_a[0], 0x42) << "nothing was begun";
-            EXPECT_EQ(folder.content(k_modem_copy), sevens_but(row.is_kept, row.offset, row.digit));
+            expect_copy(row, folder, log);
             EXPECT_FALSE(folder.has(k_product));
-            const std::vector<std::string> records = log.records();
-            EXPECT_EQ(records.front(), "func | ");
-            const std::string numbers = row.numbers;
-            if (row.is_kept) {
-                EXPECT_EQ(records.back(), "info | write amt_result success amt " + numbers + ".");
-            } else {
-                EXPECT_THAT(records.back(),
-                            MatchesRegex("error \\| -[1-3] -  \\| \\[kv-zep-amt:L[0-9]+\\] write fail amt " + numbers));
-            }
+            EXPECT_EQ(log.records().front(), "func | ");
         });
     }
 }
@@ -356,7 +326,7 @@ TEST(PcWrite, TellsWhatItWasGivenFirst)
         const amt_folder folder;
         folder.put(k_modem_copy, untested(20));
         const test_log log;
-        EXPECT_EQ(call(amt_modem_write_pc_test_result, begin_request()), ERR_NOT_FOUND);
+        EXPECT_EQ(call(amt_modem_write_pc_test_result, verdict_request()), ERR_NOT_FOUND);
         EXPECT_EQ(call(amt_modem_write_pc_test_result, verdict_request(0x80000000, 2)), ERR_NOT_FOUND);
         EXPECT_THAT(without_entries(log),
                     ElementsAre("info | amt_modem_write_pc_test_result station_num=0,station_result=0",
