@@ -144,8 +144,9 @@ static emulator::process start_quietly(stage &stage, equipment &equipment)
 // The handset's copy of the verdicts: the digit of station 12.
 static void show_copy(stage &stage, const equipment &equipment)
 {
+    constexpr std::size_t k_item = 24; // a digit and a line feed for each
     const std::string copy = equipment.handset.files.read("/amt/amt_result.txt");
-    const std::string digit = copy.substr(std::min<std::size_t>(2 * 12, copy.size()), 1);
+    const std::string digit = copy.substr(std::min(k_item, copy.size()), 1);
     stage.say("", "/amt/amt_result.txt: " + one_line(copy.substr(0, copy.find_last_not_of('\n') + 1)));
     stage.expect("the handset has a copy of the verdict", "1", digit);
 }

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -157,6 +158,22 @@ TEST(WriteAt, ReopensThePortOfAModemThatWentAwayAndWritesAgain)
                                 k_failed_call + "open " + device + " fail: 2 - No such file or directory",
                                 "info | (1/30)try to open " + device, "info | open " + device + " successfully",
                                 "func | ", "info | write_at write_len[4]", "at cmd | send      ATI<CR>"));
+    });
+}
+
+TEST(WriteAt, GoesByTheErrorOfThePortWhateverTheConsoleSays)
+{
+    in_child([] {
+        (void)open_port();
+        fail_write(EIO);
+        modem_says({k_ok});
+        int32_t result = -1;
+        {
+            const full_console console;
+            result = write_line("ATI\r");
+        }
+        EXPECT_EQ(result, ERR_NONE);
+        EXPECT_THAT(g_fake.written, ElementsAre("ATI\r", k_disable, "ATI\r"));
     });
 }
 

@@ -124,6 +124,24 @@ TEST(AtReceive, CountsZeroBytesButKeepsNone)
     });
 }
 
+TEST(AtReceive, LeavesZeroBytesOutAsIfTheyHadNeverCome)
+{
+    in_child([] {
+        (void)open_port();
+        amt_at_prepare("AT\r");
+        modem_says({std::string("\0\0\0\r\nO", 6), std::string("\0K\r\n", 4)});
+        EXPECT_EQ(amt_at_receive(), ERR_NONE);
+        EXPECT_EQ(g_at_rsp_buf.m_length, 3U);
+        EXPECT_EQ(std::string(g_at_rsp_buf.m_text_a, AMT_AT_TEXT_SIZE),
+                  "\r\nO" + std::string(AMT_AT_TEXT_SIZE - 3, '\0'))
+            << "nothing of it stays behind the text";
+        EXPECT_EQ(amt_at_receive(), ERR_NONE);
+        EXPECT_EQ(answer_text(), k_ok) << "the next reading follows without a gap";
+        EXPECT_EQ(g_at_rsp_buf.m_length, 6U);
+        EXPECT_THAT(g_fake.rooms, ElementsAre(4096U, 4090U));
+    });
+}
+
 // A device that gives nothing at once, and nothing again, would keep the processor busy otherwise.
 TEST(AtReceive, OfNothingTakesAPause)
 {

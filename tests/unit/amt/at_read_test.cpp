@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stddef.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -172,6 +173,22 @@ TEST(ReadAt, ReopensThePortOfAModemThatWentAwayAndReadsAgain)
                                     "at cmd | receive   <CR><LF>^DGSN: 1"));
         });
     }
+}
+
+TEST(ReadAt, GoesByTheErrorOfThePortWhateverTheConsoleSays)
+{
+    in_child([] {
+        (void)open_port();
+        fail_read(EIO);
+        modem_says({k_ok, "\r\nRING\r\n"});
+        read_result result = {};
+        {
+            const full_console console;
+            result = read_into(20);
+        }
+        EXPECT_EQ(result.code, ERR_NONE);
+        EXPECT_EQ(result.length, 8U);
+    });
 }
 
 TEST(ReadAt, IsContentWithOneByteOfTheSecondRead)

@@ -80,6 +80,9 @@ void *__wrap_dlsym(void *library, const char *name)
         return __real_dlsym(library, name);
     }
     g_fake.looked_up.emplace_back(name);
+    if (g_fake.entry != nullptr) {
+        return g_fake.entry;
+    }
     return __real_dlsym(library, g_fake.has_no_entry ? "no_such_entry" : name);
 }
 

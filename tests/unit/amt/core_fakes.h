@@ -19,6 +19,7 @@ struct core_fakes {
     std::string empty_property;           // reads as empty, whatever the default
     bool has_no_library = false;          // the misc library cannot be loaded
     bool has_no_entry = false;            // or does not have what is looked for
+    void *entry = nullptr;                // stands for every entry; null: the library's own
     bool has_no_reason = false;           // and the loader does not say why
     std::vector<std::string> loaded;      // paths of the libraries that were asked for
     std::vector<int> load_flags;          // how they were

@@ -52,6 +52,8 @@ TEST(Temperature, IsTheKernelsNumber)
         {"without a line end", "275", temperature_answer("13010000"), "info | Battery temperature: 275"},
         {"freezing", "0\n", temperature_answer("00000000"), "info | Battery temperature: 0"},
         {"below", "-5\n", temperature_answer("fbffffff"), "info | Battery temperature: 4294967291"},
+        {"a zero in front", "010\n", temperature_answer("0a000000"), "info | Battery temperature: 10"},
+        {"no number but its beginning", "0x10\n", temperature_answer("00000000"), "info | Battery temperature: 0"},
         {"behind line ends", "\n\n  30\n", temperature_answer("1e000000"), "info | Battery temperature: 30"},
         {"behind many", "                                                                 30",
          temperature_answer("1e000000"), "info | Battery temperature: 30"},
@@ -95,6 +97,28 @@ TEST(Temperature, LeavesNoFileOpen)
         EXPECT_EQ(amt_modem_handle_temperature(2, &request, &response), ERR_NONE);
         EXPECT_EQ(dup(0), next);
     });
+}
+
+TEST(Temperature, NeedsNoModemAndGivesTheResultOfItsAnswer)
+{
+    for (const bool has_file : {true, false}) {
+        in_child([has_file] {
+            const temp_folder root;
+            std::filesystem::create_directories(root.path("sys/class/power_supply/battery"));
+            if (has_file) {
+                (void)root.with_file("sys/class/power_supply/battery/temp", "30\n");
+            }
+            ASSERT_EQ(chdir(root.path().c_str()), 0);
+            const links link;
+            g_at_dev_not_opened = 1;
+            const amt_buffer request = buffer_with(k_temperature_request);
+            amt_buffer response = {};
+            EXPECT_EQ(amt_modem_handle_temperature(AMT_CHANNEL_APP, &request, &response), ERR_NONE) << has_file;
+            EXPECT_THAT(link.at_application(), ElementsAre(has_file ? temperature_answer("1e000000") : k_failure));
+            handle_context_st.m_pty.m_ptm_fd = -1;
+            EXPECT_EQ(amt_modem_handle_temperature(AMT_CHANNEL_APP, &request, &response), ERR_UNKNOWN) << has_file;
+        });
+    }
 }
 
 TEST(Temperature, RefusesBadArgumentsAndTellsWhich)
@@ -149,6 +173,21 @@ TEST_F(DownloadFlag, ThatCannotBeReadIsNotAnswered)
     });
 }
 
+TEST_F(DownloadFlag, NeedsNoModemAndGivesTheResultOfItsAnswer)
+{
+    in_child([] {
+        decide_platform_lib_name();
+        const links link;
+        g_at_dev_not_opened = 1;
+        const amt_buffer request = buffer_with(k_flag_request);
+        amt_buffer response = {};
+        EXPECT_EQ(amt_modem_boot_dl_fin_read(AMT_CHANNEL_PC, &request, &response), ERR_NONE);
+        EXPECT_EQ(link.at_station().size(), 1U);
+        handle_context_st.m_pty.m_ptm_fd = -1;
+        EXPECT_EQ(amt_modem_boot_dl_fin_read(AMT_CHANNEL_APP, &request, &response), ERR_UNKNOWN);
+    });
+}
+
 TEST_F(DownloadFlag, RefusesBadArgumentsAndTellsWhich)
 {
     expect_bad_arguments_refused(amt_modem_boot_dl_fin_read, AMT_CHANNEL_PC, k_flag_request);
@@ -161,7 +200,10 @@ TEST_F(DownloadFlag, IsReadByTheEntryOfTheLibrary)
         decide_platform_lib_name();
         const test_log log;
         int32_t state = 77;
+        std::string told_last;
+        g_fake.on_unload = [&log, &told_last] { told_last = log.records().back(); };
         EXPECT_EQ(amt_boot_dl_fin_read(&state), ERR_NONE);
+        EXPECT_EQ(told_last, "info | stop call amt_check_system_sanity. return value:5.") << "told before it is gone";
         EXPECT_EQ(state, 5);
         EXPECT_THAT(g_fake.looked_up, ElementsAre("amt_check_system_sanity"));
         EXPECT_EQ(g_fake.unloaded, 1);
@@ -170,6 +212,24 @@ TEST_F(DownloadFlag, IsReadByTheEntryOfTheLibrary)
                                                "info | stop call amt_check_system_sanity. return value:5."));
     });
     EXPECT_EQ(calls(), "amt_check_system_sanity()\n");
+}
+
+TEST_F(DownloadFlag, IsToldToBeReadBeforeTheLibraryIsCalled)
+{
+    in_child([] {
+        decide_platform_lib_name();
+        const test_log log;
+        static const test_log *s_log = nullptr;
+        s_log = &log;
+        int32_t (*const entry)() = [] {
+            EXPECT_EQ(s_log->records().back(), "info | will call amt_check_system_sanity.");
+            return int32_t{6};
+        };
+        g_fake.entry = reinterpret_cast<void *>(entry);
+        int32_t state = 77;
+        EXPECT_EQ(amt_boot_dl_fin_read(&state), ERR_NONE);
+        EXPECT_EQ(state, 6);
+    });
 }
 
 TEST_F(DownloadFlag, Is0WithoutTheLibrary)

@@ -31,7 +31,10 @@ TEST(HandshakePermit, StoresTheFlagAndHasTheDiskTakeIt)
             const amt_folder folder;
             folder.put(k_flag_file, "something longer\n");
             const test_log log;
-            g_fake.on_pause = [&folder, flag] { EXPECT_EQ(folder.content(k_flag_file), std::to_string(flag)); };
+            g_fake.on_pause = [&folder, flag] {
+                EXPECT_EQ(folder.content(k_flag_file), std::to_string(flag));
+                EXPECT_THAT(g_fake.files, IsEmpty()) << "closed before the disk is told";
+            };
             int32_t value = 77;
             EXPECT_EQ(handle_amt_damt1_operation(flag, &value), ERR_NONE);
             EXPECT_EQ(value, 77) << "only a reading tells a flag";
@@ -66,8 +69,10 @@ TEST(HandshakePermit, CannotBeStoredInAPipe)
     in_child([] {
         const amt_folder folder;
         ASSERT_EQ(mkfifo(folder.path(k_flag_file).c_str(), 0600), 0);
+        const test_log log;
         int32_t value = 77;
         EXPECT_EQ(handle_amt_damt1_operation(1, &value), ERR_UNKNOWN);
+        EXPECT_THAT(log.records(), Contains(k_failed_call + "open(\"" + k_file + "\") fail: 22 - Invalid argument"));
         EXPECT_EQ(handle_amt_damt1_operation(2, &value), ERR_NONE);
         EXPECT_EQ(value, 1) << "and not be read from one";
     });

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -54,6 +56,15 @@ TEST(MakeFolder, LeavesWhatIsThereAsItIs)
         EXPECT_THAT(g_fake.commands, IsEmpty());
         EXPECT_THAT(log.records(), ElementsAre("func | ", "info | amt_make_folder: " + path + " exist.\r", "func | ",
                                                "info | amt_make_folder: " + file + " exist.\r"));
+    });
+}
+
+TEST(MakeFolder, LeavesAFolderAloneThatItMayNotWrite)
+{
+    in_child([] {
+        (void)setuid(65534); // for whom the root folder is only to be read
+        EXPECT_EQ(amt_make_folder("/"), ERR_NONE);
+        EXPECT_THAT(g_fake.commands, IsEmpty());
     });
 }
 
@@ -133,7 +144,9 @@ TEST(ReadDataFromFile, OfNothingFails)
         char text[AMT_FILE_TEXT_SIZE] = "before";
         EXPECT_EQ(amt_read_data_from_file(text, empty.c_str()), ERR_C_FUNCTION);
         EXPECT_STREQ(text, "");
+        (void)strcpy(text, "before");
         EXPECT_EQ(amt_read_data_from_file(text, missing.c_str()), ERR_C_FUNCTION);
+        EXPECT_STREQ(text, "") << "also of a file that is not there";
         EXPECT_EQ(amt_read_data_from_file(text, folder.path().c_str()), ERR_C_FUNCTION);
         EXPECT_THAT(log.records(),
                     ElementsAre("func | ", k_failed_call + "read fail: 0 - No error", "func | ",

@@ -175,7 +175,7 @@ TEST(ModemRequest, ForTheDateRefusesAnErasedOne)
     const std::string almost = "\xFE";
     expect_answer(k_readers[2], " almost erased", {"\r\n^DMFD:" + almost + k_end}, &almost);
     const std::string erased = "\xFF\xFF";
-    for (const size_t other : {0U, 1U, 3U}) {
+    for (const size_t other : {0U, 1U, 3U, 4U}) {
         expect_answer(k_readers[other], " erased", {k_readers[other].prefix + erased + k_end}, &erased);
     }
 }

@@ -24,7 +24,6 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::MatchesRegex;
 
 const std::string k_done = "0f00bb5c0900ee0101040000000000";
 const std::string k_refused = "0f00bb5c0900ee010104000a000000";

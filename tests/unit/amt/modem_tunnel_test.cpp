@@ -246,6 +246,21 @@ TEST(Tunnel, TakesALineThatFillsTheAnswer)
     expect_answers("4096 bytes and no end", {open_line, k_ok}, {}, ERR_INVALID_PARAM);
 }
 
+// Behind the end of the answer there are zeros, whatever stands there in the memory.
+TEST(Tunnel, TakesBytesUpToTheEndOfTheAnswerAndNotBeyond)
+{
+    const std::string head = "\r\n^DTTEST: 3000000000"; // and the length of the table, and the table
+    const std::string filled = head + "F2070000" + std::string(2043 - 18, '2') + "\r\n";
+    expect_answers("digits up to the last byte", {filled + std::string(4096 - filled.size(), '2'), "OK"},
+                   {message_of(48, int_atom(1, 0) + bytes_atom(4, std::string(1012, '\x22') + "\x20\x02" +
+                                                                      std::string(1019, '\x22') + "\x20"))});
+    const std::string whole = head + "EA0F0000" + std::string(4083 - 18, '2') + "\r\n";
+    expect_answers(
+        "a line up to the last byte", {whole, "OK"},
+        {message_of(48, int_atom(1, 0) + bytes_atom(4, std::string(2032, '\x22') + "\x20" + std::string(2041, '\0')))});
+}
+
+// Without a modem nothing of the request counts.
 TEST(Tunnel, FailsWhenTheModemRefuses)
 {
     for (const refusal_row &refusal : k_refusals) {

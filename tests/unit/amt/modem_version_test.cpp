@@ -19,8 +19,11 @@
 namespace {
 
 using ::testing::Contains;
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 const std::string k_fixed_text = "\rAndroid4.2,2013-01-21" + std::string(42, '\n');
 
@@ -56,6 +59,13 @@ TEST(ModemVersion, OfAModuleWithoutOneIsAFixedText)
             EXPECT_THAT(seen.told, Contains("info | version type: " + hex(type) + " - " + name));
         });
     }
+}
+
+TEST(ModemVersion, OfAModuleWithoutOneGivesTheResultOfItsAnswer)
+{
+    with_exchange(
+        handle_amt_req_version, request_for(1), {}, [](const exchange &seen) { EXPECT_EQ(seen.result, ERR_UNKNOWN); },
+        [] { handle_context_st.m_pty.m_ptm_fd = -1; });
 }
 
 TEST(ModemVersion, OfAModuleThatNobodyKnowsIsNotAnswered)
@@ -181,6 +191,7 @@ TEST(ModemVersion, ThatCannotBeHadIsNotAnswered)
     expect_failure("only OK", {k_ok});
     expect_failure("another line", {"\r\n^DMSN: 1\r\n\r\nOK\r\n"});
     expect_failure("its line not ended", {"\r\n^DCMR:17,4C31\r\nOK\r\n"});
+    expect_failure("not at the beginning of a line", {"x^DCMR:17,4C31\r\n\r\nOK\r\n"});
     expect_failure("an empty value", {dcmr("")});
     expect_failure("blanks", {dcmr("  ")});
     expect_failure("no comma", {dcmr("4C31")});
@@ -194,6 +205,31 @@ TEST(ModemVersion, WithoutACommaIsToldAsInvalid)
 {
     with_exchange(handle_amt_req_version, request_for(17), {dcmr("4C31")}, [](const exchange &seen) {
         EXPECT_THAT(seen.told, Contains("error | -100 - Unknown error | DCMR-query's result[4C31] is invalid"));
+    });
+}
+
+TEST(ModemVersion, ThatIsEmptyIsNotToldAsInvalid)
+{
+    with_exchange(handle_amt_req_version, request_for(17), {dcmr("")},
+                  [](const exchange &seen) { EXPECT_THAT(seen.told, Not(Contains(HasSubstr("is invalid")))); });
+}
+
+TEST(ModemVersion, IsToldStepByStep)
+{
+    in_child([] {
+        const links link;
+        (void)open_port();
+        const test_log log;
+        modem_says({dcmr("17,4C31")});
+        const amt_buffer request = buffer_with(request_for(17));
+        amt_buffer response = {};
+        EXPECT_EQ(handle_amt_req_version(AMT_CHANNEL_APP, &request, &response), ERR_NONE);
+        for (const char *function : {"handle_amt_req_version", "handle_amt_req_l1_hls_version",
+                                     "amt_modem_handle_l1_hls_version", "get_l1_hls_version"}) {
+            EXPECT_THAT(log.text(), ContainsRegex(std::string("\\| ") + function + " +\\| +[0-9]+ \\| func "))
+                << function;
+        }
+        EXPECT_THAT(log.records(), Not(Contains(HasSubstr(" :\r")))) << "the modem's answer is not told by name";
     });
 }
 

@@ -28,6 +28,7 @@
 namespace {
 
 using ::testing::Contains;
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
@@ -76,113 +77,6 @@ int __wrap_kill(pid_t pid, int signal_number)
 }
 
 namespace {
-
-const std::string k_end = "\r\n\r\nOK\r\n";
-
-// --- support
-
-const std::string k_support_request = message_of(0xC5);
-
-std::string dmcc(const std::string &parameter)
-{
-    return "\r\n^DMCC:" + parameter + k_end;
-}
-
-void expect_technology(const std::string &name, const std::vector<std::string> &modem, uint32_t technology)
-{
-    with_exchange(amt_query_amt_support, k_support_request, modem, [&](const exchange &seen) {
-        EXPECT_EQ(seen.result, ERR_NONE) << name;
-        EXPECT_THAT(seen.commands, ElementsAre("AT^DMCC?\r")) << name;
-        EXPECT_THAT(seen.answers, ElementsAre(message_of(0xC6, int_atom(202, technology) + int_atom(1, 0)))) << name;
-        EXPECT_THAT(seen.told,
-                    Contains("info | getted nstandby0_rat:" + std::to_string(static_cast<int32_t>(technology)) + "."))
-            << name;
-    });
-}
-
-void expect_no_support(const std::string &name, const std::vector<std::string> &modem, const std::string &told = "",
-                       const std::function<void()> &prepare = nullptr)
-{
-    with_exchange(
-        amt_query_amt_support, k_support_request, modem,
-        [&](const exchange &seen) {
-            EXPECT_EQ(seen.result, ERR_NONE) << name;
-            EXPECT_THAT(seen.answers, ElementsAre(result_of(0xC6, 10))) << name;
-            EXPECT_THAT(seen.told, Not(Contains(HasSubstr("getted")))) << name;
-            if (!told.empty()) {
-                EXPECT_THAT(seen.told, Contains(HasSubstr(told))) << name;
-            }
-        },
-        prepare);
-}
-
-TEST(AmtSupport, IsTheTechnologyOfTheFirstSim)
-{
-    expect_technology("usual", {dmcc(" 2,2,1,5")}, 5);
-    expect_technology("without a blank", {dmcc("2,2,1,5")}, 5);
-    expect_technology("with many", {dmcc("    2,2,1,5")}, 5);
-    expect_technology("more fields", {dmcc("2,2,1,5,9,8")}, 5);
-    expect_technology("text behind the number", {dmcc("2,2,1,5x")}, 5);
-    expect_technology("no number", {dmcc("2,2,1,LTE")}, 0);
-    expect_technology("a blank in front of it", {dmcc("2,2,1, 15")}, 15);
-    expect_technology("below zero", {dmcc("2,2,1,-1")}, 0xFFFFFFFF);
-    expect_technology("letters in the other fields", {dmcc("a,b,c,7")}, 7);
-    expect_technology("empty fields do not count", {dmcc("2,,2,1,,5")}, 5);
-    expect_technology("its line not ended", {"\r\n^DMCC: 2,2,1,5\r\nOK\r\n"}, 5);
-    expect_technology("behind an echo", {"AT^DMCC?\r" + dmcc(" 2,2,1,5")}, 5);
-    for (const std::vector<std::string> &pieces : split_everywhere(dmcc(" 2,2,1,5"))) {
-        expect_technology("in pieces", pieces, 5);
-    }
-}
-
-TEST(AmtSupport, WithoutAllOfItsFieldsIsAnError)
-{
-    expect_no_support("none", {dmcc("")}, "sim_num is null!!!");
-    expect_no_support("only commas", {dmcc(",,,")}, "sim_num is null!!!");
-    expect_no_support("one", {dmcc("2")}, "standby_num is null!!!");
-    expect_no_support("two", {dmcc("2,2")}, "rf_set_num is null!!!");
-    expect_no_support("three", {dmcc("2,2,1")}, "standby0_rat is null!!!");
-    expect_no_support("three and a comma", {dmcc("2,2,1,")}, "standby0_rat is null!!!");
-}
-
-TEST(AmtSupport, IsToldInAtMost38Characters)
-{
-    const std::string head = "2,2,1,5,";
-    expect_technology("37", {dmcc(head + std::string(29, '1'))}, 5);
-    expect_technology("38", {dmcc(head + std::string(30, '1'))}, 5);
-    expect_no_support("39", {dmcc(head + std::string(31, '1'))});
-    expect_no_support("4000", {dmcc(head + std::string(3992, '1'))});
-}
-
-TEST(AmtSupport, CannotBeToldByAModemThatFails)
-{
-    for (const refusal_row &refusal : k_refusals) {
-        expect_no_support(refusal.name, {refusal.text, dmcc("2,2,1,5")});
-    }
-    expect_no_support("only OK", {k_ok});
-    expect_no_support("another line", {"\r\n^DMCD: 2,2,1,5" + k_end});
-    expect_no_support("behind the OK", {k_ok + "\r\n^DMCC: 2,2,1,5\r\n"});
-    expect_no_support("a full answer", {std::string(4096, 'x'), k_ok});
-    expect_no_support("a failed command", {}, "", [] { fail_write(EAGAIN); });
-    expect_no_support("a failed reading", {}, "", [] { fail_read(EAGAIN); });
-}
-
-TEST(AmtSupport, IsToldInTheLog)
-{
-    in_child([] {
-        const links link;
-        (void)open_port();
-        const test_log log;
-        modem_says({"\r\n^DMCC: 2,2,1,5", k_end});
-        const amt_buffer request = buffer_with(k_support_request);
-        amt_buffer response = {};
-        EXPECT_EQ(amt_query_amt_support(AMT_CHANNEL_APP, &request, &response), ERR_NONE);
-        EXPECT_THAT(log.text(), HasSubstr("amt_query_amt_support :\r\n^DMCC: 2,2,1,5\n"));
-        EXPECT_THAT(log.text(), HasSubstr("amt_query_amt_support :\r\n^DMCC: 2,2,1,5\r\n\r\nOK\r\n\n"));
-        EXPECT_THAT(log.text(), HasSubstr("amt_query_amt_support head_ptr=2,2,1,5\r\n\r\nOK\r\n\n"));
-        EXPECT_THAT(log.text(), HasSubstr("amt_query_amt_support parameter=2,2,1,5\n"));
-    });
-}
 
 // --- the switch
 
@@ -364,6 +258,26 @@ TEST(SwitchToAmt, IsToldInTheLog)
     });
 }
 
+TEST(SwitchToAmt, TellsEachOfItsSteps)
+{
+    in_child([] {
+        const links link;
+        (void)open_port();
+        modem_says({k_ok, k_ok});
+        const test_log log;
+        std::string told_last;
+        g_fake.on_pause = [&] { told_last = log.records().back(); };
+        const amt_buffer request = buffer_with(switch_request(3));
+        amt_buffer response = {};
+        EXPECT_EQ(amt_handle_normal_to_amt(AMT_CHANNEL_APP, &request, &response), ERR_NONE);
+        EXPECT_EQ(told_last, "info | will exit program.") << "before the pause";
+        for (const char *function : {"amt_handle_normal_to_amt", "amt_change_band", "normal_to_amt_ok_post_handle"}) {
+            EXPECT_THAT(log.text(), ContainsRegex(std::string("\\| ") + function + " +\\| +[0-9]+ \\| func "))
+                << function;
+        }
+    });
+}
+
 TEST(SwitchToAmt, GoesOnWhenNobodyTakesItsAnswer)
 {
     in_child([] {
@@ -433,6 +347,9 @@ TEST(HandshakeFlag, IsStoredAndRead)
                 EXPECT_EQ(folder.content(k_flag_file), row.after) << row.name;
             }
             EXPECT_THAT(log.records(), Contains(std::string("info | amt_handle_damt1_cmd ") + row.told)) << row.name;
+            const std::string told = row.told;
+            EXPECT_THAT(log.records(), Contains("info | amt_handle_damt1_cmd " + told.substr(0, told.find(';'))))
+                << row.name << ": before it is done";
             EXPECT_THAT(g_fake.written, IsEmpty()) << "the modem has nothing to do with it";
         });
     }
@@ -450,7 +367,7 @@ TEST(HandshakeFlag, ThatCannotBeStoredIsAnError)
     });
 }
 
-// --- all three
+// --- both
 
 struct handler_row {
     amt_handle_func handler;
@@ -458,7 +375,6 @@ struct handler_row {
 };
 
 const handler_row k_handlers[] = {
-    {amt_query_amt_support, k_support_request},
     {amt_handle_normal_to_amt, switch_request(3)},
     {amt_handle_damt1_cmd, flag_request(2)},
 };
@@ -467,6 +383,21 @@ TEST(NormalToAmt, IsRefusedWithoutAModem)
 {
     for (const handler_row &row : k_handlers) {
         expect_refused_without_modem(row.handler, row.request);
+    }
+}
+
+TEST(NormalToAmt, GivesTheResultOfItsAnswer)
+{
+    const std::pair<handler_row, std::string> rows[] = {
+        {{amt_handle_normal_to_amt, switch_request(3)}, "\r\nERROR\r\n"},
+        {{amt_handle_damt1_cmd, flag_request(2)}, ""},
+        {{amt_handle_damt1_cmd, flag_request(3)}, ""},
+    };
+    for (const auto &[row, text] : rows) {
+        with_exchange(
+            row.handler, row.request, {text},
+            [&request = row.request](const exchange &seen) { EXPECT_EQ(seen.result, ERR_UNKNOWN) << request; },
+            [] { handle_context_st.m_pty.m_ptm_fd = -1; });
     }
 }
 

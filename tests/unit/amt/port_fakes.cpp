@@ -123,7 +123,7 @@ int __wrap_poll(pollfd *ports, nfds_t count, int time_out_ms)
 {
     EXPECT_TRUE(count == 1 && is_port(ports->fd)) << "not the port: " << ports->fd;
     EXPECT_EQ(time_out_ms, 0) << "a look, no wait";
-    ports->revents = g_fake.has_hung_up ? POLLIN | POLLHUP | POLLERR : 0;
+    ports->revents = g_fake.has_hung_up ? POLLIN | POLLHUP : 0;
     return g_fake.has_hung_up ? 1 : 0;
 }
 
@@ -230,4 +230,18 @@ std::string output_of(const std::function<void()> &call)
     testing::internal::CaptureStdout();
     call();
     return testing::internal::GetCapturedStdout();
+}
+
+full_console::full_console()
+    : m_before(dup(STDOUT_FILENO))
+{
+    const int full = open("/dev/full", O_WRONLY);
+    (void)dup2(full, STDOUT_FILENO);
+    (void)close(full);
+}
+
+full_console::~full_console()
+{
+    (void)dup2(m_before, STDOUT_FILENO);
+    (void)close(m_before);
 }

@@ -83,3 +83,15 @@ void fail_write(int error);
 
 // Standard output of a call.
 std::string output_of(const std::function<void()> &call);
+
+// While it lives, standard output takes nothing, and every attempt leaves an errno of its own.
+class full_console {
+  public:
+    full_console();
+    ~full_console();
+    full_console(const full_console &) = delete;
+    full_console &operator=(const full_console &) = delete;
+
+  private:
+    int m_before; // the standard output of before
+};

@@ -16,6 +16,7 @@
 
 namespace {
 
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -300,6 +301,21 @@ void for_each_writer(const body_type &body)
             EXPECT_THAT(g_fake.files, IsEmpty()) << "closed";
         });
     }
+}
+
+TEST(ResultFiles, TellOfEachOfTheirFunctions)
+{
+    in_child([] {
+        const amt_folder folder;
+        const test_log log;
+        EXPECT_EQ(write_item(0, 1), 0);
+        EXPECT_EQ(write_amt_item(0, 1), 0);
+        EXPECT_EQ(read_item(0), 1);
+        for (const char *function : {"initTestFile", "update_item", "write_item", "write_amt_item", "read_item"}) {
+            EXPECT_THAT(log.text(), ContainsRegex(std::string("\\| ") + function + " +\\| +[0-9]+ \\| func "))
+                << function;
+        }
+    });
 }
 
 TEST(WriteItem, MakesItsFileOnFirstUse)

@@ -89,6 +89,6 @@ void expect_copy(const copy_row &row, const amt_folder &folder, const test_log &
         return;
     }
     EXPECT_THAT(log.records(),
-                Contains(MatchesRegex("error \\| -[1-3] -  \\| \\[kv-zep-amt:L[0-9]+\\] write fail amt " + numbers)));
+                Contains(MatchesRegex("error \\| -3 -  \\| \\[kv-zep-amt:L[0-9]+\\] write fail amt " + numbers)));
     EXPECT_THAT(log.text(), HasSubstr(numbers + "\n\n")) << "the text has a line end of its own";
 }
