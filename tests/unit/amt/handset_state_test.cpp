@@ -214,21 +214,25 @@ TEST_F(DownloadFlag, IsReadByTheEntryOfTheLibrary)
     EXPECT_EQ(calls(), "amt_check_system_sanity()\n");
 }
 
+// An entry in place of the library's own, which looks at the log.
+const test_log *g_log = nullptr;
+int32_t entry_that_looks()
+{
+    EXPECT_EQ(g_log->records().back(), "info | will call amt_check_system_sanity.");
+    return 6;
+}
+
 TEST_F(DownloadFlag, IsToldToBeReadBeforeTheLibraryIsCalled)
 {
     in_child([] {
         decide_platform_lib_name();
         const test_log log;
-        static const test_log *s_log = nullptr;
-        s_log = &log;
-        int32_t (*const entry)() = [] {
-            EXPECT_EQ(s_log->records().back(), "info | will call amt_check_system_sanity.");
-            return int32_t{6};
-        };
-        g_fake.entry = reinterpret_cast<void *>(entry);
+        g_log = &log;
+        g_fake.entry = reinterpret_cast<void *>(&entry_that_looks);
         int32_t state = 77;
         EXPECT_EQ(amt_boot_dl_fin_read(&state), ERR_NONE);
         EXPECT_EQ(state, 6);
+        g_log = nullptr;
     });
 }
 
