@@ -119,9 +119,12 @@ ssize_t __wrap_write(int fd, const void *bytes, size_t count)
     return next.error != 0 ? fail(next.error) : static_cast<ssize_t>(std::min(count, next.at_most));
 }
 
+int __real_poll(pollfd *ports, nfds_t count, int time_out_ms);
 int __wrap_poll(pollfd *ports, nfds_t count, int time_out_ms)
 {
-    EXPECT_TRUE(count == 1 && is_port(ports->fd)) << "not the port: " << ports->fd;
+    if (count != 1 || !is_port(ports->fd)) {
+        return __real_poll(ports, count, time_out_ms);
+    }
     EXPECT_EQ(time_out_ms, 0) << "a look, no wait";
     ports->revents = g_fake.has_hung_up ? POLLIN | POLLHUP : 0;
     return g_fake.has_hung_up ? 1 : 0;
