@@ -6,7 +6,8 @@
 
 #include "amt/core/context.h"
 
-// The temperature of the battery as the kernel tells it, in tenths of a degree Celsius.
+// The temperature of the battery as the kernel tells it, in tenths of a degree Celsius; AMT_HANDLER_FAILURE in the
+// answer when it does not. To the application alone: it goes out bare.
 int32_t amt_modem_handle_temperature(uint8_t channel, const amt_buffer *request, amt_buffer *response);
 
 // The flag of the last download, see amt_boot_dl_fin_read. ERR_UNKNOWN, unanswered, when it cannot be read.

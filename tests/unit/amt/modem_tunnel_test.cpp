@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -122,6 +123,17 @@ TEST(Tunnel, BringsTheAnswersOfEveryKindBack)
                            {vector.fields.at("message")});
             std::transform(digits.begin(), digits.end(), digits.begin(), ::toupper);
         }
+    }
+}
+
+TEST(Tunnel, BringsEveryTableBack)
+{
+    for (const int id : {48, 62, 114}) {
+        char head[3];
+        (void)snprintf(head, sizeof(head), "%02X", static_cast<unsigned>(id));
+        const std::string answer = int_atom(1, 0) + bytes_atom(4, "\x0A\x0B\x0C");
+        expect_answers(head, {answer_line(head + std::string("00000000") + "03000000" + "0A0B0C") + k_ok},
+                       {message_of(static_cast<uint8_t>(id), answer)});
     }
 }
 
