@@ -17,7 +17,7 @@ class Loss : public station_handset {
   protected:
     void expect_clean_end(const emulator::process &service)
     {
-        EXPECT_EQ(service.wait(), emulator::exited(0));
+        EXPECT_EQ(service.wait(), emulator::exited(0)) << service.err();
         EXPECT_THAT(entered(m_handset.log_records()), Contains("amt_handle_deinit").Times(1));
         EXPECT_THAT(m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
         EXPECT_FALSE(m_handset.files.exists("/dev/ttyAMT"));

@@ -4,6 +4,10 @@
 // know: a worker that is ended there would never end. So what would block waits in poll(2), which it does know. A
 // hang-up that ends a wait in read is an error, one that came before is the end of the file: as without sanitizer.
 // A write is made in pieces that are taken at once, so a reader may see the begin of a long one earlier than the rest.
+//
+// The sanitizer takes a descriptor for memory: one that is closed or opened while another thread reads or writes it is
+// a race to it. On a tty that is how a channel is taken from whoever still waits on it (amt/core/channel.h), so ttys
+// are read and written behind its back, and it is told of the bytes alone.
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -11,12 +15,17 @@
 #include <poll.h>
 #include <sys/select.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <termios.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+
+// The sanitizer's own, as its compiler knows them.
+extern "C" void __tsan_read_range(void *begin, long size);  // NOLINT(bugprone-reserved-identifier)
+extern "C" void __tsan_write_range(void *begin, long size); // NOLINT(bugprone-reserved-identifier)
 
 namespace {
 
@@ -31,20 +40,60 @@ bool may_block(int fd)
     return flags >= 0 && (flags & O_NONBLOCK) == 0;
 }
 
+// Waits for ever, but looks again now and then: when a tty is closed under a poll, and another opened, which is given
+// the same number, then poll goes on with a file whose wake-ups it does not get. A read stays with the file it began
+// with.
+int wait_on(pollfd *look)
+{
+    constexpr int k_look_ms = 50;
+    int ready = 0;
+    while (ready == 0) {
+        ready = poll(look, 1, k_look_ms);
+    }
+    return ready;
+}
+
+// What kind of file it is; 0 for a closed descriptor.
+mode_t kind_of(int fd)
+{
+    struct stat file = {};
+    return syscall(SYS_fstat, fd, &file) == 0 ? file.st_mode & S_IFMT : 0;
+}
+
+ssize_t read_from(int fd, void *bytes, size_t count)
+{
+    static const auto next = reinterpret_cast<read_function>(dlsym(RTLD_NEXT, "read"));
+    if (kind_of(fd) != S_IFCHR) { // a tty that has hung up is none to isatty
+        return next(fd, bytes, count);
+    }
+    const ssize_t result = syscall(SYS_read, fd, bytes, count);
+    if (result > 0) {
+        __tsan_write_range(bytes, result);
+    }
+    return result;
+}
+
+ssize_t write_to(int fd, const void *bytes, size_t count)
+{
+    static const auto next = reinterpret_cast<write_function>(dlsym(RTLD_NEXT, "write"));
+    if (kind_of(fd) != S_IFCHR) {
+        return next(fd, bytes, count);
+    }
+    __tsan_read_range(const_cast<void *>(bytes), static_cast<long>(count));
+    return syscall(SYS_write, fd, bytes, count);
+}
+
 // How many bytes a write takes without blocking once poll finds room: on a pipe as many as stay together anyway, on a
 // tty one when it makes two of a line's end, for then the room may be too small for any more. 0 for everything else,
 // which is written as it is. Two writers to one pipe may still block in write, when both have seen the same room.
 size_t size_of_piece(int fd)
 {
-    struct stat file = {};
-    if (fstat(fd, &file) != 0) {
-        return 0;
-    }
-    if (S_ISFIFO(file.st_mode)) {
+    const mode_t kind = kind_of(fd);
+    if (kind == S_IFIFO) {
         return PIPE_BUF;
     }
     termios attributes = {};
-    if (!S_ISCHR(file.st_mode) || tcgetattr(fd, &attributes) != 0) {
+    if (kind != S_IFCHR || tcgetattr(fd, &attributes) != 0) {
         return 0;
     }
     constexpr tcflag_t line_end_grows = OPOST | ONLCR;
@@ -100,15 +149,14 @@ extern "C" {
 
 ssize_t read(int fd, void *bytes, size_t count)
 {
-    static const auto next = reinterpret_cast<read_function>(dlsym(RTLD_NEXT, "read"));
     pollfd look = {fd, POLLIN, 0};
     if (!may_block(fd) || poll(&look, 1, 0) != 0) {
-        return next(fd, bytes, count);
+        return read_from(fd, bytes, count);
     }
-    if (poll(&look, 1, -1) < 0) {
+    if (wait_on(&look) < 0) {
         return -1;
     }
-    const ssize_t result = next(fd, bytes, count);
+    const ssize_t result = read_from(fd, bytes, count);
     if (result == 0 && (look.revents & POLLHUP) != 0 && isatty(fd) == 0 && errno == EIO) {
         return -1;
     }
@@ -117,17 +165,16 @@ ssize_t read(int fd, void *bytes, size_t count)
 
 ssize_t write(int fd, const void *bytes, size_t count)
 {
-    static const auto next = reinterpret_cast<write_function>(dlsym(RTLD_NEXT, "write"));
     const size_t piece = size_of_piece(fd);
     if (piece == 0 || count == 0 || !may_block(fd)) {
-        return next(fd, bytes, count);
+        return write_to(fd, bytes, count);
     }
     size_t done = 0;
     while (done < count) {
         pollfd look = {fd, POLLOUT, 0};
-        const ssize_t written = poll(&look, 1, -1) < 0
-                                    ? -1
-                                    : next(fd, static_cast<const char *>(bytes) + done, std::min(piece, count - done));
+        const ssize_t written =
+            wait_on(&look) < 0 ? -1
+                               : write_to(fd, static_cast<const char *>(bytes) + done, std::min(piece, count - done));
         if (written < 0) {
             return done == 0 ? -1 : static_cast<ssize_t>(done); // as an interrupted write that has begun
         }
