@@ -51,21 +51,19 @@ int32_t append_atom(uint8_t *message, uint8_t atom_id, amt_value_type type, cons
     return ERR_NONE;
 }
 
-// An atom's value as far as the buffer holds it.
+// The value of an atom; null bytes when there is no such atom.
 struct value_view {
     const uint8_t *bytes;
-    uint32_t length;    // as the atom declares it
-    uint32_t available; // bytes up to the end of the buffer, whatever the length
+    uint32_t length;
 };
 
 value_view find_value(const uint8_t *message, uint8_t atom_id)
 {
     const uint8_t *length_field = amt_message_find_atom(message, atom_id);
     if (length_field == nullptr) {
-        return {nullptr, 0, 0};
+        return {nullptr, 0};
     }
-    const uint8_t *value = length_field + 2;
-    return {value, load_u16_le(length_field), AMT_MESSAGE_SIZE - static_cast<uint32_t>(value - message)};
+    return {length_field + 2, load_u16_le(length_field)};
 }
 
 uint32_t get_int_or(const uint8_t *message, uint8_t atom_id, uint32_t value_when_absent)
@@ -75,16 +73,16 @@ uint32_t get_int_or(const uint8_t *message, uint8_t atom_id, uint32_t value_when
         return value_when_absent;
     }
     uint8_t bytes_a[AMT_INT_LENGTH] = {};
-    memcpy(bytes_a, value.bytes, value.available < sizeof(bytes_a) ? value.available : sizeof(bytes_a));
+    memcpy(bytes_a, value.bytes, value.length < sizeof(bytes_a) ? value.length : sizeof(bytes_a));
     return load_u32_le(bytes_a);
 }
 
-// Copies `count` bytes of the value; what lies behind the buffer stays 0.
+// Copies `count` bytes of the value; the rest of the destination is 0.
 uint32_t copy_value(const value_view &value, void *destination, uint32_t capacity, uint32_t count)
 {
     memset(destination, 0, capacity);
     if (value.bytes != nullptr) {
-        memcpy(destination, value.bytes, count < value.available ? count : value.available);
+        memcpy(destination, value.bytes, count);
     }
     return count;
 }
@@ -139,17 +137,19 @@ const uint8_t *amt_message_find_atom(const uint8_t *message, uint8_t atom_id)
     if (message == nullptr) {
         return nullptr;
     }
-    const uint32_t message_end = AMT_COMMAND_HEADER_SIZE + load_u16_le(message + 4);
+    const uint32_t body_end = AMT_COMMAND_HEADER_SIZE + load_u16_le(message + 4);
+    const uint32_t end = body_end < AMT_MESSAGE_SIZE ? body_end : AMT_MESSAGE_SIZE;
     uint32_t offset = AMT_COMMAND_HEADER_SIZE;
-    while (offset < message_end && offset <= AMT_MESSAGE_SIZE - AMT_ATOM_HEADER_SIZE) {
+    while (offset + AMT_ATOM_HEADER_SIZE <= end) {
         const uint8_t *atom = message + offset;
-        if (atom[0] != AMT_ATOM_HEAD) {
+        const uint32_t size = AMT_ATOM_HEADER_SIZE + load_u16_le(atom + 3);
+        if (atom[0] != AMT_ATOM_HEAD || size > end - offset) {
             return nullptr;
         }
         if (atom[1] == atom_id) {
             return atom + 3;
         }
-        offset += AMT_ATOM_HEADER_SIZE + load_u16_le(atom + 3);
+        offset += size;
     }
     return nullptr;
 }

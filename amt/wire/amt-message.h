@@ -1,6 +1,6 @@
 // The AMT message: what the station and the application ask and are answered, at the start of a buffer's data bytes.
-// A message is untrusted: its lengths are believed as far as the buffer reaches, bytes behind the buffer read as 0. A
-// refusal is logged. All functions may be called on any thread; a buffer belongs to one at a time.
+// A message is untrusted: its lengths are believed as far as the buffer reaches. A refusal is logged. All functions may
+// be called on any thread; a buffer belongs to one at a time.
 #pragma once
 
 #include <stdint.h>
@@ -56,11 +56,12 @@ int32_t amt_message_append_string(uint8_t *message, uint8_t atom_id, const char 
 
 // --- reading
 
-// The length field (u16) of the first atom of that id, its value two bytes further on; null when there is none. The
-// five bytes of the atom's header lie inside the buffer, its value need not.
+// The length field (u16) of the first atom of that id, its value two bytes further on; null when there is none. An atom
+// that does not lie, with all of its value, inside the body and the buffer is no atom, and nothing behind it is.
 [[nodiscard]] const uint8_t *amt_message_find_atom(const uint8_t *message, uint8_t atom_id);
 
-// The four bytes where the atom's value begins, whatever its type and length; without the atom 0, or 1.
+// The first four bytes of the atom's value, whatever its type; those that it does not hold are 0. Without the atom 0,
+// or 1.
 [[nodiscard]] uint32_t amt_message_get_int(const uint8_t *message, uint8_t atom_id);
 [[nodiscard]] uint32_t amt_message_get_int_or_one(const uint8_t *message, uint8_t atom_id);
 

@@ -276,10 +276,15 @@ TEST(FindAtom, GivesTheLengthFieldOfTheFirstAtomOfItsId)
         {"the first, with a wrong head",       message_with("ef01040100aa"), 1, -1},
         {"behind a gap",                       message_with("ee01040100aa 00 ee02040100aa"), 2, -1},
         {"behind the body",                    message_with_body(6, "ee01040100aa ee02040100aa"), 2, -1},
-        {"begun inside the body",              message_with_body(7, "ee01040100aa ee02040100aa"), 2, 15},
+        {"begun inside the body",              message_with_body(7, "ee01040100aa ee02040100aa"), 2, -1},
+        {"all but its last byte in the body",  message_with_body(11, "ee01040100aa ee02040100aa"), 2, -1},
+        {"to the body's last byte",            message_with_body(12, "ee01040100aa ee02040100aa"), 2, 15},
+        {"all but its header's last byte",     message_with_body(10, "ee01040100aa ee02040000"), 2, -1},
+        {"a header to the body's last byte",   message_with_body(11, "ee01040100aa ee02040000"), 2, 15},
+        {"the first, longer than the body",    message_with("ee01030200 aa"), 1, -1},
         {"behind a length to the body's end",  message_with("ee01030800 aa ee02040100aa bb"), 2, -1},
         {"behind a length past the body",      message_with("ee0103ffff ee02040100aa"), 2, -1},
-        {"a body of one byte",                 message_with_body(1, "ee01040100aa"), 1, 9},
+        {"a body of one byte",                 message_with_body(1, "ee01040100aa"), 1, -1},
         {"a body longer than the buffer",      message_with_body(65535, three), 3, 22},
         {"not there, the body being longer",   message_with_body(65535, three), 4, -1},
     };
@@ -297,12 +302,12 @@ TEST(FindAtom, EndsWhereSizesAddUpTo65536)
     EXPECT_EQ(found_at(message_with_body(65535, "ee01040100aa ee0103f5ff ee02040100aa"), 2), -1);
 }
 
-TEST(FindAtom, TakesAHeaderAtTheVeryEndOfTheBuffer)
+TEST(FindAtom, TakesAnAtomToTheVeryEndOfTheBuffer)
 {
     for (const uint32_t offset : {4090U, 4091U, 4092U, 4093U, 4094U, 4095U}) {
         byte_vector data = message_of_length(offset);
         store_u16_le(&data[4], 65535);
-        const byte_vector atom = from_hex("ee05010400");
+        const byte_vector atom = from_hex("ee05030000");
         for (size_t i = 0; i < atom.size() && offset + i < data.size(); i++) {
             data[offset + i] = atom[i];
         }
@@ -315,7 +320,7 @@ TEST(FindAtom, FindsNothingInAnEmptyBufferOrNoMessage)
     EXPECT_EQ(amt_message_find_atom(nullptr, 0), nullptr);
     EXPECT_EQ(found_at(data_bytes(""), 0), -1);
     EXPECT_EQ(found_at(byte_vector(AMT_MESSAGE_SIZE, 0xff), 0xff), -1);
-    EXPECT_EQ(found_at(byte_vector(AMT_MESSAGE_SIZE, 0xee), 0xee), 9);
+    EXPECT_EQ(found_at(byte_vector(AMT_MESSAGE_SIZE, 0xee), 0xee), -1);
     EXPECT_EQ(found_at(byte_vector(AMT_MESSAGE_SIZE, 0xee), 1), -1);
 }
 
@@ -338,22 +343,35 @@ TEST(MessageInt, IsZeroOrOneWithoutItsAtom)
     EXPECT_EQ(amt_message_get_int_or_one(nullptr, 2), 1U);
 }
 
-TEST(MessageInt, HasZerosBehindTheEndOfTheBuffer)
+TEST(MessageInt, HasZerosInPlaceOfBytesThatItsAtomDoesNotHold)
 {
-    const uint32_t expected[] = {0x44332211, 0x332211, 0x2211, 0x11, 0};
-    for (uint32_t i = 0; i < 10; i++) {
-        const uint32_t missing = i / 2;
-        const bool is_followed = i % 2 != 0;
+    const std::pair<const char *, uint32_t> rows[] = {
+        {"ee05010000 ee06010100ff", 0},
+        {"ee05010100 11 ee06010100ff", 0x11},
+        {"ee05010200 1122 ee06010100ff", 0x2211},
+        {"ee05010300 112233 ee06010100ff", 0x332211},
+        {"ee05010400 11223344 ee06010100ff", 0x44332211},
+        {"ee05010500 1122334455 ee06010100ff", 0x44332211},
+        {"ee05020200 3132", 0x3231},
+    };
+    for (const auto &[atoms, number] : rows) {
+        const byte_vector data = message_with(atoms);
+        EXPECT_EQ(amt_message_get_int(data.data(), 5), number) << atoms;
+        EXPECT_EQ(amt_message_get_int_or_one(data.data(), 5), number) << atoms;
+    }
+}
+
+TEST(MessageInt, IsNotReadBeyondTheEndOfTheBuffer)
+{
+    for (uint32_t missing = 0; missing < 5; missing++) {
         const uint32_t offset = AMT_MESSAGE_SIZE - 9 + missing;
         byte_vector data = message_of_length(offset);
-        store_u16_le(&data[4], 4095);
+        store_u16_le(&data[4], 65535);
         const byte_vector atom = from_hex("ee05010400 11223344");
         std::copy(atom.begin(), atom.end() - missing, data.begin() + offset);
-        if (is_followed) {
-            data.resize(AMT_MESSAGE_SIZE + 64, 0xEE); // somebody else's
-        }
-        EXPECT_EQ(amt_message_get_int(data.data(), 5), expected[missing]) << missing;
-        EXPECT_EQ(amt_message_get_int_or_one(data.data(), 5), expected[missing]) << missing;
+        data.resize(AMT_MESSAGE_SIZE + 64, 0x55); // somebody else's
+        EXPECT_EQ(amt_message_get_int(data.data(), 5), missing == 0 ? 0x44332211U : 0U) << missing;
+        EXPECT_EQ(amt_message_get_int_or_one(data.data(), 5), missing == 0 ? 0x44332211U : 1U) << missing;
     }
 }
 
@@ -449,18 +467,19 @@ TEST(MessageBytesAndStrings, NeedADestinationForACapacity)
     });
 }
 
-TEST(MessageBytesAndStrings, HaveZerosBehindTheEndOfTheBuffer)
+TEST(MessageBytesAndStrings, AreNotReadBeyondTheEndOfTheBuffer)
 {
-    byte_vector data = message_of_length(4089);
-    store_u16_le(&data[4], 65535);
-    const byte_vector atom = from_hex("ee0503ffff 6162");
-    std::copy(atom.begin(), atom.end(), data.begin() + 4089);
-    EXPECT_EQ(amt_message_get_bytes(data.data(), 5, nullptr, 0), 65535U);
-    EXPECT_EQ(amt_message_get_string(data.data(), 5, nullptr, 0), 65536U);
-    for (const getter get : {getter{get_bytes}, getter{amt_message_get_string}}) {
-        char destination[6] = "XXXXX";
-        EXPECT_EQ(get(data.data(), 5, destination, 6), get == get_bytes ? 6U : 5U);
-        EXPECT_EQ(std::string(destination, 6), std::string("ab\0\0\0\0", 6));
+    for (const bool fits : {true, false}) {
+        byte_vector data = message_of_length(4089);
+        store_u16_le(&data[4], 65535);
+        const byte_vector atom = from_hex(fits ? "ee05030200 6162" : "ee05030300 6162");
+        std::copy(atom.begin(), atom.end(), data.begin() + 4089);
+        data.resize(AMT_MESSAGE_SIZE + 64, 0x63); // somebody else's
+        for (const getter get : {getter{get_bytes}, getter{amt_message_get_string}}) {
+            char destination[4] = "XXX";
+            EXPECT_EQ(get(data.data(), 5, destination, 4), fits ? 2U : 0U);
+            EXPECT_EQ(std::string(destination, 4), std::string(fits ? "ab\0\0" : "\0\0\0\0", 4));
+        }
     }
 }
 
