@@ -23,5 +23,8 @@ int pub_util_open_file(const char *path, int flags)
         errno = EINVAL;
         return -1;
     }
+    if (fd >= 0) {
+        (void)fcntl(fd, F_SETFL, flags); // for the kernel's files: their drivers are to be waited for
+    }
     return fd;
 }

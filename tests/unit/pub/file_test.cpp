@@ -26,6 +26,18 @@ TEST(OpenFile, OpensFilesAndFolders)
     EXPECT_TRUE(of_folder.is_open());
 }
 
+TEST(OpenFile, LeavesTheDescriptorAsItWasAskedFor)
+{
+    const temp_folder folder;
+    const std::string path = folder.with_file("file", "abc");
+    const int flags_a[] = {O_RDONLY, O_RDWR, O_WRONLY | O_APPEND, O_RDWR | O_NONBLOCK};
+    for (const int flags : flags_a) {
+        const scoped_fd file(pub_util_open_file(path.c_str(), flags));
+        constexpr int k_asked = O_ACCMODE | O_APPEND | O_NONBLOCK;
+        EXPECT_EQ(fcntl(file.get(), F_GETFL) & k_asked, flags) << "a driver is to be waited for unless said otherwise";
+    }
+}
+
 TEST(OpenFile, MakesAFileForEverybody)
 {
     const temp_folder folder;
