@@ -32,6 +32,7 @@ constexpr struct {
     {"/data/etc", 0755},
     {"/data/local/log", 0777},
     {"/data/local/tmp", 0777},
+    {"/data/local/wifi", 0777},
     {"/data/misc/wifi", 0770},
     {"/dev/__properties__", 0755},
     {"/etc", 0755},
@@ -44,8 +45,21 @@ constexpr struct {
     {"/system/bin", 0755},
     {"/system/etc", 0755},
     {"/system/lib64/hw", 0755},
+    {"/system/media/amt", 0755},
     {"/tmp", 01777},
     {"/usr", 0755},
+};
+
+// Files of the kernel's drivers as they read on a handset that lies on a table, switched on and at rest.
+constexpr struct {
+    const char *path;
+    const char *content;
+} k_kernel_files[] = {
+    {"/sys/class/leds/button-backlight/brightness", "0\n"},       // 0 to 255
+    {"/sys/class/leds/lcd-backlight/brightness", "102\n"},        // 0 to 255
+    {"/sys/class/power_supply/battery/temp", "275\n"},            // tenths of a degree Celsius
+    {"/sys/class/power_supply/battery/voltage_now", "3900000\n"}, // microvolts
+    {"/sys/class/timed_output/vibrator/enable", "0\n"},           // milliseconds left
 };
 
 // The handset's shell and tools are this machine's. A test replaces one by writing a file of its own in its place.
@@ -97,6 +111,20 @@ static void make_etc(const files &where)
     }
 }
 
+static void write_once(const files &where, const char *path, const char *content)
+{
+    if (!where.exists(path)) { // else of an earlier handset in the same folder: its state
+        where.write(path, content);
+    }
+}
+
+static void install_program(const files &where, const fs::path &program, const char *path)
+{
+    if (!program.empty()) {
+        where.install(program, path);
+    }
+}
+
 static void install_libraries(const files &where, const fs::path &folder)
 {
     for (const fs::directory_entry &entry : fs::directory_iterator(folder)) {
@@ -121,12 +149,12 @@ handset::handset(handset_options options)
     make_folders(files.root());
     link_system_folders(files.root());
     make_etc(files);
-    if (!files.exists(k_calls)) {
-        files.write(k_calls, "");
+    write_once(files, k_calls, "");
+    for (const auto &file : k_kernel_files) {
+        write_once(files, file.path, file.content);
     }
-    if (!m_options.service.empty()) {
-        files.install(m_options.service, k_service_path);
-    }
+    install_program(files, m_options.service, k_service_path);
+    install_program(files, m_options.player, k_player_path);
     if (!m_options.library_folder.empty()) {
         install_libraries(files, m_options.library_folder);
     }

@@ -35,6 +35,7 @@ class init_link;
 class sandbox;
 
 constexpr char k_service_path[] = "/system/bin/kv-zep-amt";
+constexpr char k_player_path[] = "/system/bin/amt-audio";
 constexpr char k_service_log[] = "/data/local/log/kv-zep-amt-log/kv-zep-amt.log";
 
 // Paths are this machine's.
@@ -42,6 +43,7 @@ struct handset_options {
     std::filesystem::path root;           // empty: a temporary folder; else it is kept, and state survives in it
     bool keep_root = false;               // leave a temporary folder behind as well, for looking into
     std::filesystem::path service;        // installed as /system/bin/kv-zep-amt; empty: none
+    std::filesystem::path player;         // installed as /system/bin/amt-audio; empty: none
     std::filesystem::path library_folder; // its lib*.so go to /system/lib64, its other *.so to /system/lib64/hw
     std::filesystem::path init;           // handset-init; empty: bin/ beside the running program's folder
     std::filesystem::path preload;        // libhandset-preload.so; empty: lib/ beside the running program's folder

@@ -6,10 +6,15 @@
 //               fb.VEXIOFB_IOCTL_EN_LAYER  fb.VEXIOFB_IOCTL_SET_LAYER_INPUT_FORMAT
 //   tty0.open   tty0.KDSETMODE  tty0.close
 //   video.open  video.VIDIOC_S_INPUT  video.CAMERA_SELECT  video.CAMERA_SWITCH  video.close
+//   battery.open  battery.read  battery.adc
 //   reboot      sched_setscheduler  sched_get_priority_max
+//
+// Of the battery, "open" is of every open; "read" of those for reading alone (result=0: there is nothing to read);
+// "adc" has the number that is read as its value. What the driver was told is in /handset/vexio_battery, a line each.
 
 #include "emulator/preload/devices.h"
 
+#include "emulator/preload/battery.h"
 #include "emulator/preload/controls.h"
 #include "emulator/preload/framebuffer.h"
 
@@ -36,9 +41,9 @@ constexpr uint32_t k_camera_switch = _IOWR('V', 99, int);
 struct device_st {
     const char *path;
     const char *file;    // what it is open on
-    const char *name;    // in the record of calls
+    const char *name;    // in the record of calls; null: once open it is a plain file, of which nothing is recorded
     const char *control; // first part of its entries' names
-    int (*prepare)(int fd);
+    int (*open)(const char *file, int flags);
 };
 
 // How a request takes its argument, and what it does beyond being recorded and answered.
@@ -51,16 +56,17 @@ struct request_st {
     argument_kind argument;
 };
 
-static int nothing_to_prepare(int)
+static int open_file(const char *file, int flags)
 {
-    return 0;
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, file, flags | O_CREAT, 0644));
 }
 
 // clang-format off
 constexpr device_st k_devices[] = {
-    {"/dev/graphics/fb0", k_framebuffer_file, "fb0",    "fb",    framebuffer_prepare},
-    {"/dev/tty0",         "/handset/tty0",    "tty0",   "tty0",  nothing_to_prepare},
-    {"/dev/video0",       "/handset/video0",  "video0", "video", nothing_to_prepare},
+    {"/dev/graphics/fb0",          "/handset/fb0",           "fb0",    "fb",      framebuffer_open},
+    {"/dev/tty0",                  "/handset/tty0",          "tty0",   "tty0",    open_file},
+    {"/dev/video0",                "/handset/video0",        "video0", "video",   open_file},
+    {"/proc/driver/vexio_battery", "/handset/vexio_battery", nullptr,  "battery", battery_open},
 };
 
 constexpr request_st k_requests[] = {
@@ -99,7 +105,7 @@ const device_st *device_by_fd(int fd)
     }
     file[length] = '\0';
     for (const device_st &device : k_devices) {
-        if (strcmp(file, device.file) == 0) {
+        if (device.name != nullptr && strcmp(file, device.file) == 0) {
             return &device;
         }
     }
@@ -120,14 +126,7 @@ int device_open(const device_st &device, int flags)
     if (control.has_result && control.result < 0) {
         return control_answer(control, -1);
     }
-    const int fd = static_cast<int>(syscall(SYS_openat, AT_FDCWD, device.file, flags | O_CREAT, 0644));
-    if (fd >= 0 && device.prepare(fd) != 0) {
-        const int prepare_errno = errno;
-        (void)syscall(SYS_close, fd);
-        errno = prepare_errno;
-        return -1;
-    }
-    return fd;
+    return device.open(device.file, flags);
 }
 
 // Reads and writes the caller's memory as a driver does: a bad address gives EFAULT and no more.

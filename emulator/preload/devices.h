@@ -1,7 +1,8 @@
 // The devices that no kernel driver answers on a workstation, one table of them and one of their requests. An open
 // device is a descriptor of a file under /handset, and is recognised by that file's name: nothing is kept in the
-// process, so descriptors stay what they are across fork, exec and dup. Called from the intercepted functions on
-// whatever thread makes the call; errno is set as by the system call.
+// process, so descriptors stay what they are across fork, exec and dup. One that is only read and written once it is
+// open need not be recognised, and is not. Called from the intercepted functions on whatever thread makes the call;
+// errno is set as by the system call.
 
 #pragma once
 

@@ -49,9 +49,16 @@ static unsigned memory_size()
     return side("width", k_default_width) * side("height", k_default_height) * k_pages * k_pixel_size;
 }
 
-int framebuffer_prepare(int fd)
+int framebuffer_open(const char *file, int flags)
 {
-    return static_cast<int>(syscall(SYS_ftruncate, fd, static_cast<long>(memory_size())));
+    const long fd = syscall(SYS_openat, AT_FDCWD, file, flags | O_CREAT, 0644);
+    if (fd >= 0 && syscall(SYS_ftruncate, fd, static_cast<long>(memory_size())) != 0) {
+        const int truncate_errno = errno;
+        (void)syscall(SYS_close, fd);
+        errno = truncate_errno;
+        return -1;
+    }
+    return static_cast<int>(fd);
 }
 
 void framebuffer_variable(fb_var_screeninfo &variable)

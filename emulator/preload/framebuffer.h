@@ -7,10 +7,8 @@
 struct fb_fix_screeninfo;
 struct fb_var_screeninfo;
 
-constexpr char k_framebuffer_file[] = "/handset/fb0";
-
-// Gives the open memory file its size, two pages of 4-byte pixels. 0, or -1 with errno set.
-int framebuffer_prepare(int fd);
+// Opens the memory file and gives it its size, two pages of 4-byte pixels. A descriptor, or -1 with errno set.
+int framebuffer_open(const char *file, int flags);
 
 // The fixed and the variable screen information, as their ioctls return them.
 void framebuffer_fixed(fb_fix_screeninfo &fixed);

@@ -29,6 +29,12 @@ PLATFORM_ENTRY int hwt_wifiCheck(void)
     return handset_end(call);
 }
 
+// How the record shows a pointer: by its parameter's name, so that a caller's mistake is seen there.
+static const char *pointer_name(const int *pointer, const char *name)
+{
+    return pointer == nullptr ? "null" : name;
+}
+
 // The number of one slot, <name>.<index>, or else the one of all slots, <name>.
 static void store_satellite_number(const handset_call &call, const char *name, int index, int *number)
 {
@@ -43,7 +49,8 @@ static void store_satellite_number(const handset_call &call, const char *name, i
 PLATFORM_ENTRY int hwt_gpsCtrl(int mode, int index, int *svid, int *cnr)
 {
     constexpr int k_read_satellite = 2;
-    const handset_call call = handset_begin("hwt_gpsCtrl(%d, %d)", mode, index);
+    const handset_call call =
+        handset_begin("hwt_gpsCtrl(%d, %d, %s, %s)", mode, index, pointer_name(svid, "svid"), pointer_name(cnr, "cnr"));
     if (mode == k_read_satellite) {
         store_satellite_number(call, "svid", index, svid);
         store_satellite_number(call, "cnr", index, cnr);
@@ -65,7 +72,8 @@ PLATFORM_ENTRY int hwt_TxTest(int on, int power, int rate, int channel)
 
 PLATFORM_ENTRY int hwt_RxTest(int on, int channel, int rate, int *count)
 {
-    const handset_call call = handset_begin("hwt_RxTest(%d, %d, %d)", on, channel, rate);
+    const handset_call call =
+        handset_begin("hwt_RxTest(%d, %d, %d, %s)", on, channel, rate, pointer_name(count, "count"));
     if (on == 0 && count != nullptr) {
         *count = handset_number(call, "count", 0);
     }

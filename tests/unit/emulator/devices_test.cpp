@@ -127,6 +127,8 @@ INSTANTIATE_TEST_SUITE_P(Emulator, ToldFailures, testing::Values(
     told_failure{"video.open",                             "use-camera",     "open"},
     told_failure{"video.VIDIOC_S_INPUT",                   "use-camera",     "input"},
     told_failure{"video.close",                            "use-camera",     "close"},
+    told_failure{"battery.open",                           "read-battery",   "open"},
+    told_failure{"battery.read",                           "read-battery",   "open"},
     told_failure{"sched_get_priority_max",                 "raise-priority", "highest"},
     told_failure{"reboot",                                 "switch-off",     "reboot"},
     told_failure{"sched_setscheduler",                     "raise-priority", "raise"}));

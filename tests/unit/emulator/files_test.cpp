@@ -73,9 +73,47 @@ TEST_F(Files, OfThisMachinesSystemAreReadOnlyInside)
 TEST_F(Files, WrittenOutsideAreReadInside)
 {
     m_handset.files.write("/sys/class/leds/lcd-backlight/brightness", "120\n");
-    m_handset.files.write("/proc/driver/vexio_battery", "3800");
-    EXPECT_EQ(output_of(m_handset, "cat /sys/class/leds/lcd-backlight/brightness /proc/driver/vexio_battery"),
-              "120\n3800");
+    m_handset.files.write("/proc/driver/other", "3800");
+    EXPECT_EQ(output_of(m_handset, "cat /sys/class/leds/lcd-backlight/brightness /proc/driver/other"), "120\n3800");
+}
+
+// Files that a service finds on a handset, and what it reads there.
+constexpr struct {
+    const char *path;
+    const char *content;
+} k_kernel_files[] = {
+    {"/sys/class/power_supply/battery/voltage_now", "3900000\n"},
+    {"/sys/class/power_supply/battery/temp", "275\n"},
+    {"/sys/class/leds/lcd-backlight/brightness", "102\n"},
+    {"/sys/class/leds/button-backlight/brightness", "0\n"},
+    {"/sys/class/timed_output/vibrator/enable", "0\n"},
+};
+
+TEST_F(Files, OfTheKernelsDriversAreReadAndWrittenByAService)
+{
+    for (const auto &file : k_kernel_files) {
+        EXPECT_EQ(output_of(m_handset, std::string("cat ") + file.path), file.content) << file.path;
+        EXPECT_EQ(output_of(m_handset, std::string("echo 7 > ") + file.path), "") << file.path;
+        EXPECT_EQ(m_handset.files.read(file.path), "7\n") << file.path;
+    }
+}
+
+TEST_F(Files, OfTheKernelsDriversKeepTheirStateInAFolderThatIsKept)
+{
+    const scratch_folder machine;
+    emulator::handset_options options;
+    options.root = machine / "root";
+    for (const auto &file : k_kernel_files) {
+        emulator::handset(options).files.write(file.path, "7\n");
+        EXPECT_EQ(emulator::handset(options).files.read(file.path), "7\n") << file.path;
+    }
+}
+
+TEST_F(Files, OfAServiceHaveFoldersThatItMayWriteTo)
+{
+    EXPECT_EQ(m_handset.files.mode("/data/local/wifi"), 0777U);
+    EXPECT_EQ(m_handset.files.mode("/system/media/amt"), 0755U);
+    EXPECT_FALSE(m_handset.files.exists("/mnt/opl/nvm"));
 }
 
 TEST_F(Files, TakeTheModeTheyAreGiven)

@@ -11,6 +11,7 @@
 #include <sys/mman.h>
 #include <sys/reboot.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -170,6 +171,22 @@ static int use_camera(char **)
     return 0;
 }
 
+// Reads the battery's answer, in two parts as the kernel may give it.
+static int read_battery(char **)
+{
+    const int fd = show("open", open("/proc/driver/vexio_battery", O_RDONLY | O_CLOEXEC));
+    struct stat state = {};
+    const bool is_regular = fstat(fd, &state) == 0 && S_ISREG(state.st_mode);
+    printf("regular %d, closed on exec %d\n", is_regular, fcntl(fd, F_GETFD) == FD_CLOEXEC);
+    show("write", write(fd, "1", 1) == 1 ? 0 : -1);
+    char bytes[64] = {};
+    ssize_t count = read(fd, bytes, 2);
+    count += read(fd, bytes + 2, sizeof(bytes) - 3);
+    printf("%zd: %s.\n", count, bytes);
+    show("close", close(fd));
+    return 0;
+}
+
 static int switch_off(char **)
 {
     show("reboot", reboot(RB_POWER_OFF));
@@ -228,6 +245,7 @@ int main(int argc, char **argv)
         {"misuse",         0, misuse},
         {"switch-console", 0, switch_console},
         {"use-camera",     0, use_camera},
+        {"read-battery",   0, read_battery},
         {"switch-off",     0, switch_off},
         {"raise-priority", 0, raise_priority},
         {"use-threads",    0, use_threads},

@@ -60,6 +60,8 @@ class Radios : public handset_root {
     }
 };
 
+int g_number; // where an entry is to store what nobody looks at
+
 struct entry_row {
     const char *m_entry;
     int (*m_call)();
@@ -72,12 +74,15 @@ const entry_row k_entries[] = {
     {"hwt_btCheck",   [] { return hwt_btCheck(); },                      "hwt_btCheck()\n"},
     {"hwt_wifiCtrl",  [] { return hwt_wifiCtrl(0); },                    "hwt_wifiCtrl(0)\n"},
     {"hwt_wifiCheck", [] { return hwt_wifiCheck(); },                    "hwt_wifiCheck()\n"},
-    {"hwt_gpsCtrl",   [] { return hwt_gpsCtrl(1, 0, nullptr, nullptr); }, "hwt_gpsCtrl(1, 0)\n"},
-    {"hwt_gpsCtrl",   [] { return hwt_gpsCtrl(2, 3, nullptr, nullptr); }, "hwt_gpsCtrl(2, 3)\n"},
+    {"hwt_gpsCtrl",   [] { return hwt_gpsCtrl(1, 0, nullptr, nullptr); }, "hwt_gpsCtrl(1, 0, null, null)\n"},
+    {"hwt_gpsCtrl",   [] { return hwt_gpsCtrl(2, 3, nullptr, &g_number); }, "hwt_gpsCtrl(2, 3, null, cnr)\n"},
+    {"hwt_gpsCtrl",   [] { return hwt_gpsCtrl(2, 4, &g_number, nullptr); }, "hwt_gpsCtrl(2, 4, svid, null)\n"},
     {"hwt_gpsCheck",  [] { return hwt_gpsCheck(); },                     "hwt_gpsCheck()\n"},
     {"hwt_TxTest",    [] { return hwt_TxTest(1, -5, 110, 6); },          "hwt_TxTest(1, -5, 110, 6)\n"},
-    {"hwt_RxTest",    [] { return hwt_RxTest(1, 6, 0, nullptr); },       "hwt_RxTest(1, 6, 0)\n"},
-    {"hwt_RxTest",    [] { return hwt_RxTest(0, 6, 0, nullptr); },       "hwt_RxTest(0, 6, 0)\n"},
+    {"hwt_RxTest",    [] { return hwt_RxTest(1, 6, 0, nullptr); },       "hwt_RxTest(1, 6, 0, null)\n"},
+    {"hwt_RxTest",    [] { return hwt_RxTest(1, 6, 10, &g_number); },    "hwt_RxTest(1, 6, 10, count)\n"},
+    {"hwt_RxTest",    [] { return hwt_RxTest(0, 6, 0, nullptr); },       "hwt_RxTest(0, 6, 0, null)\n"},
+    {"hwt_RxTest",    [] { return hwt_RxTest(0, 6, 0, &g_number); },     "hwt_RxTest(0, 6, 0, count)\n"},
 };
 // clang-format on
 
