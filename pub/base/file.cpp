@@ -28,3 +28,18 @@ int pub_util_open_file(const char *path, int flags)
     }
     return fd;
 }
+
+FILE *pub_util_open_stream(const char *path, int flags, const char *mode)
+{
+    const int fd = pub_util_open_file(path, flags);
+    if (fd < 0) {
+        return nullptr;
+    }
+    FILE *file = fdopen(fd, mode);
+    if (file == nullptr) {
+        const int error = errno;
+        (void)close(fd); // nothing was written
+        errno = error;
+    }
+    return file;
+}

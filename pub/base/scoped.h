@@ -36,7 +36,7 @@ class scoped_file {
     ~scoped_file()
     {
         if (m_file != nullptr) {
-            (void)fclose(m_file); // only read from: nothing can be lost
+            (void)fclose(m_file); // read from, or written without asking what becomes of it
         }
     }
     scoped_file(const scoped_file &) = delete;

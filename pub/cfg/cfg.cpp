@@ -1,9 +1,7 @@
 #include "pub/cfg/cfg.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "pub/base/file.h"
 
@@ -31,15 +29,7 @@ char *skip_blanks(char *text)
 
 FILE *pub_cfg_open(const char *path)
 {
-    const int fd = pub_util_open_file(path, O_RDONLY);
-    if (fd < 0) {
-        return nullptr;
-    }
-    FILE *file = fdopen(fd, "r");
-    if (file == nullptr) {
-        (void)close(fd);
-    }
-    return file;
+    return pub_util_open_stream(path, O_RDONLY, "r");
 }
 
 int32_t pub_cfg_get_line(FILE *file, char *line, uint32_t size, uint32_t *length, int32_t *end_of_file)

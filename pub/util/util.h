@@ -29,6 +29,10 @@ int32_t pub_util_kill_thread(pub_util_thread *handle);
 // end this thread already, it waits here for that: a signal must never be sent to a thread that is gone.
 void pub_util_clear_own_thread(pub_util_thread *handle);
 
+// For a copy of the process, whose only thread may be a worker: its handle is its own again, also when somebody had
+// taken it out to end the one that was copied.
+void pub_util_keep_own_thread();
+
 // The first step of every worker, taken for it by pub_util_start_thread: stores its own handle (its creator's copy may
 // come too late for a thread that ends at once), installs pub_util_handle_thread_signal for SIGUSR1 and lets it in
 // during waits.

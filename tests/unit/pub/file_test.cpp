@@ -63,6 +63,36 @@ TEST(OpenFile, RefusesWhatIsNoFileWithoutWaiting)
     }
 }
 
+TEST(OpenStream, ReadsAndWritesAFile)
+{
+    const temp_folder folder;
+    const std::string path = folder.path("file");
+    {
+        const scoped_file file(pub_util_open_stream(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, "w"));
+        ASSERT_TRUE(file.is_open());
+        EXPECT_EQ(fputs("abc", file.get()), 1);
+        EXPECT_NE(fcntl(fileno(file.get()), F_GETFD) & FD_CLOEXEC, 0);
+    }
+    EXPECT_EQ(read_whole_file(path), "abc");
+    const scoped_file file(pub_util_open_stream(path.c_str(), O_RDONLY, "r"));
+    char text[4] = "";
+    EXPECT_STREQ(fgets(text, sizeof(text), file.get()), "abc");
+}
+
+TEST(OpenStream, TellsWhyItCannotAndLeavesNothingOpen)
+{
+    const temp_folder folder;
+    const std::string path = folder.with_file("file", "abc");
+    const int next = dup(0);
+    (void)close(next);
+    EXPECT_EQ(pub_util_open_stream(folder.path("missing").c_str(), O_RDONLY, "r"), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(pub_util_open_stream(path.c_str(), O_RDONLY, "w"), nullptr) << "a mode that the flags do not allow";
+    EXPECT_EQ(errno, EINVAL);
+    const scoped_fd again(dup(0));
+    EXPECT_EQ(again.get(), next);
+}
+
 TEST(OpenFile, TellsWhyItCannot)
 {
     const temp_folder folder;
