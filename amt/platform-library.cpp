@@ -19,36 +19,72 @@ constexpr char k_other_chip[] = "kv7101";
 char g_misc_library_a[512];
 char g_audio_library_a[512]; // told in the log, loaded by others
 
-// The misc library from now until it is unloaded; one that lacks an entry stays loaded.
-class misc_library {
-  public:
-    misc_library()
-        : m_handle(dlopen(g_misc_library_a, RTLD_LAZY))
-    {
-    }
+// What is told of a call besides that it begins and ends.
+enum class telling { nothing, value, value_and_success };
 
-    // The entry of that name; null, and logged, when it or the library is missing.
-    template <typename entry_type>
-    [[nodiscard]] entry_type find(const char *name) const
-    {
-        void *entry = m_handle == nullptr ? nullptr : dlsym(m_handle, name);
-        if (entry == nullptr) {
-            const char *reason = dlerror(); // NOLINT(concurrency-mt-unsafe): the text is the calling thread's own
-            (void)log_error(ERR_C_FUNCTION, "call dlopen fail: - %s", reason == nullptr ? name : reason);
-        }
-        return reinterpret_cast<entry_type>(entry);
-    }
-
-    // Behind a call of an entry that was found.
-    void unload()
-    {
-        (void)dlclose(m_handle); // nothing to be done about it here
-        m_handle = nullptr;
-    }
-
-  private:
-    void *m_handle;
+// An entry of the misc library.
+struct misc_entry {
+    const char *m_name;
+    telling m_telling;
 };
+
+// clang-format off
+constexpr misc_entry k_codec_loop_test      = {"codec_loop_test",         telling::nothing};
+constexpr misc_entry k_create_devinfo       = {"create_devinfo",          telling::value};
+constexpr misc_entry k_enter_idle           = {"enter_idle",              telling::value_and_success};
+constexpr misc_entry k_usb_charger_enable   = {"amt_usb_charger_enable",  telling::value_and_success};
+constexpr misc_entry k_check_system_sanity  = {"amt_check_system_sanity", telling::value};
+constexpr misc_entry k_is_charge_state      = {"IsChargeState",           telling::value};
+// clang-format on
+
+void tell_end(const misc_entry &entry, int result)
+{
+    if (entry.m_telling == telling::nothing) {
+        log_info("stop call %s.", entry.m_name);
+    } else {
+        log_info("stop call %s. return value:%d.", entry.m_name, result);
+    }
+}
+
+// Loads the library, hands the entry to `call`, and unloads the library; without the entry it stays loaded. Stores what
+// the entry returned. `detail` stands behind the beginning in the log. ERR_C_FUNCTION without the library or the entry.
+template <typename entry_type, typename call_type>
+int32_t call_library(const misc_entry &entry, const char *detail, int32_t *returned, const call_type &call)
+{
+    void *library = dlopen(g_misc_library_a, RTLD_LAZY);
+    void *found = library == nullptr ? nullptr : dlsym(library, entry.m_name);
+    if (found == nullptr) {
+        const char *reason = dlerror(); // NOLINT(concurrency-mt-unsafe): the text is the calling thread's own
+        return log_error(ERR_C_FUNCTION, "call dlopen fail: - %s", reason == nullptr ? entry.m_name : reason);
+    }
+    log_info("will call %s.%s", entry.m_name, detail);
+    *returned = call(reinterpret_cast<entry_type>(found));
+    tell_end(entry, *returned);
+    (void)dlclose(library); // nothing to be done about it here
+    if (*returned == 0 && entry.m_telling == telling::value_and_success) {
+        log_info("%s return OK.", entry.m_name);
+    }
+    return ERR_NONE;
+}
+
+// For an entry whose value is a result: it, or ERR_C_FUNCTION.
+template <typename entry_type, typename call_type>
+int32_t get_result(const misc_entry &entry, const call_type &call)
+{
+    int32_t returned = 0;
+    const int32_t result = call_library<entry_type>(entry, "", &returned, call);
+    return result != ERR_NONE ? result : returned;
+}
+
+// For an entry that takes nothing and whose value is what is asked for: 0 until it has been called.
+template <typename entry_type>
+int32_t read_value(const misc_entry &entry, uint32_t *value)
+{
+    int32_t returned = 0;
+    const int32_t result = call_library<entry_type>(entry, "", &returned, [](auto call) { return call(); });
+    *value = static_cast<uint32_t>(returned);
+    return result;
+}
 
 const char *get_chip()
 {
@@ -79,34 +115,42 @@ int32_t amt_usb_charge_ctrl(int32_t type)
     if (type < 0) {
         return log_error(ERR_INVALID_PARAM, "parameter type(%d) is not valid.", type);
     }
-    misc_library library;
-    const auto enable = library.find<amt_usb_charger_enable_fn>("amt_usb_charger_enable");
-    if (enable == nullptr) {
-        return ERR_C_FUNCTION;
-    }
-    log_info("will call amt_usb_charger_enable.");
-    const int32_t result = enable(type);
-    log_info("stop call amt_usb_charger_enable. return value:%d.", result);
-    library.unload();
-    if (result == 0) {
-        log_info("amt_usb_charger_enable return OK.");
-    }
-    return result;
+    return get_result<amt_usb_charger_enable_fn>(k_usb_charger_enable, [type](auto enable) { return enable(type); });
 }
 
-int32_t amt_boot_dl_fin_read(int32_t *state)
+int32_t amt_boot_dl_fin_read(uint32_t *state)
 {
     log_func();
     log_info("amt_boot_dl_fin_read start.");
-    *state = 0;
-    misc_library library;
-    const auto check = library.find<amt_check_system_sanity_fn>("amt_check_system_sanity");
-    if (check == nullptr) {
-        return ERR_C_FUNCTION;
-    }
-    log_info("will call amt_check_system_sanity.");
-    *state = check();
-    log_info("stop call amt_check_system_sanity. return value:%d.", *state);
-    library.unload();
-    return ERR_NONE;
+    return read_value<amt_check_system_sanity_fn>(k_check_system_sanity, state);
+}
+
+int32_t amt_get_charge_mode(uint32_t *mode)
+{
+    log_func();
+    return read_value<is_charge_state_fn>(k_is_charge_state, mode);
+}
+
+int32_t amt_make_ue_enter_idle()
+{
+    log_func();
+    return get_result<enter_idle_fn>(k_enter_idle, [](auto enter) { return enter(); });
+}
+
+int32_t amt_test_codec_loop(int32_t type, int32_t enable)
+{
+    log_func();
+    char detail[64];
+    (void)snprintf(detail, sizeof(detail), " enable:%d; type:%d.", enable, type);
+    int32_t ignored = 0; // it says nothing
+    return call_library<codec_loop_test_fn>(k_codec_loop_test, detail, &ignored,
+                                            [type, enable](auto test) { return test(type, enable); });
+}
+
+int32_t amt_create_device_info(char (&text)[AMT_DEVICE_INFO_SIZE + 1])
+{
+    log_func();
+    memset(text, 0, sizeof(text)); // one more than the library is told of: it may forget the terminator
+    return get_result<create_devinfo_fn>(k_create_devinfo,
+                                         [&text](auto create) { return create(text, AMT_DEVICE_INFO_SIZE); });
 }

@@ -20,7 +20,7 @@ constexpr uint8_t k_temperature_atom = 22;
 
 constexpr uint8_t k_flag_response_id = 0xF5;
 constexpr uint8_t k_flag_atom = 204;
-constexpr int32_t k_flag_unread = 2; // for a reader that leaves it alone, which ours does not
+constexpr uint32_t k_flag_unread = 2; // for a reader that leaves it alone, which ours does not
 
 bool read_temperature(uint32_t *temperature)
 {
@@ -65,14 +65,14 @@ int32_t amt_modem_boot_dl_fin_read(uint8_t channel, const amt_buffer *request, a
         return result;
     }
     log_info("amt_modem_boot_dl_fin_read.");
-    int32_t flag = k_flag_unread;
+    uint32_t flag = k_flag_unread;
     result = amt_boot_dl_fin_read(&flag);
-    log_info("amt_modem_boot_dl_fin_read finished. flag:%d; ret_val:%d.", flag, result);
+    log_info("amt_modem_boot_dl_fin_read finished. flag:%d; ret_val:%d.", static_cast<int>(flag), result);
     if (result != ERR_NONE) {
         return log_error(ERR_UNKNOWN, "read error");
     }
     amt_handle_begin_rsp(response, k_flag_response_id);
-    (void)amt_message_append_int(response->m_data_a, k_flag_atom, static_cast<uint32_t>(flag));
+    (void)amt_message_append_int(response->m_data_a, k_flag_atom, flag);
     amt_handle_append_result(response, static_cast<uint32_t>(result));
     return amt_handle_wrap_and_send_rsp(channel, response);
 }

@@ -199,12 +199,12 @@ TEST_F(DownloadFlag, IsReadByTheEntryOfTheLibrary)
     in_child([] {
         decide_platform_lib_name();
         const test_log log;
-        int32_t state = 77;
+        uint32_t state = 77;
         std::string told_last;
         g_fake.on_unload = [&log, &told_last] { told_last = log.records().back(); };
         EXPECT_EQ(amt_boot_dl_fin_read(&state), ERR_NONE);
         EXPECT_EQ(told_last, "info | stop call amt_check_system_sanity. return value:5.") << "told before it is gone";
-        EXPECT_EQ(state, 5);
+        EXPECT_EQ(state, 5U);
         EXPECT_THAT(g_fake.looked_up, ElementsAre("amt_check_system_sanity"));
         EXPECT_EQ(g_fake.unloaded, 1);
         EXPECT_THAT(log.records(), ElementsAre("func | ", "info | amt_boot_dl_fin_read start.",
@@ -229,9 +229,9 @@ TEST_F(DownloadFlag, IsToldToBeReadBeforeTheLibraryIsCalled)
         const test_log log;
         g_log = &log;
         g_fake.entry = reinterpret_cast<void *>(&entry_that_looks);
-        int32_t state = 77;
+        uint32_t state = 77;
         EXPECT_EQ(amt_boot_dl_fin_read(&state), ERR_NONE);
-        EXPECT_EQ(state, 6);
+        EXPECT_EQ(state, 6U);
         g_log = nullptr;
     });
 }
@@ -244,9 +244,9 @@ TEST_F(DownloadFlag, Is0WithoutTheLibrary)
             g_fake.has_no_library = !has_library;
             g_fake.has_no_entry = has_library;
             const test_log log;
-            int32_t state = 77;
+            uint32_t state = 77;
             EXPECT_EQ(amt_boot_dl_fin_read(&state), ERR_C_FUNCTION);
-            EXPECT_EQ(state, 0);
+            EXPECT_EQ(state, 0U);
             EXPECT_EQ(g_fake.unloaded, 0);
             EXPECT_THAT(log.records(), ElementsAre("func | ", "info | amt_boot_dl_fin_read start.",
                                                    StartsWith(k_failed_call + "call dlopen fail: - ")));

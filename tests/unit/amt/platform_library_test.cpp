@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdint.h>
+#include <string.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,7 @@ using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
+using ::testing::StartsWith;
 
 constexpr char k_library[] = "/system/lib64/hw/amt.kv7100.misc.so";
 
@@ -185,6 +188,172 @@ TEST_F(PlatformLibrary, ThatIsMissingOrLacksTheEntryIsToldAndStaysAsItIs)
         });
     }
     EXPECT_EQ(calls(), "(missing)");
+}
+
+// --- every entry
+
+// A service of the library: what calls it, what is told, and what the entry sees.
+struct service_row {
+    const char *name; // of the entry
+    std::function<int32_t()> call;
+    std::vector<std::string> first; // told before the library is loaded
+    std::string detail;             // told behind the entry's name
+    bool tells_value;
+    bool tells_success;
+    const char *seen;
+};
+
+uint32_t g_value = 0; // that a service has stored
+char g_text[AMT_DEVICE_INFO_SIZE + 1];
+
+int32_t read_flag()
+{
+    g_value = 77;
+    return amt_boot_dl_fin_read(&g_value);
+}
+
+int32_t read_charge_mode()
+{
+    g_value = 77;
+    return amt_get_charge_mode(&g_value);
+}
+
+int32_t describe()
+{
+    memset(g_text, 'x', sizeof(g_text));
+    return amt_create_device_info(g_text);
+}
+
+const std::vector<service_row> &services()
+{
+    // clang-format off
+    static const std::vector<service_row> rows = {
+        {"codec_loop_test", [] { return amt_test_codec_loop(7, 1); }, {}, " enable:1; type:7.", false, false,
+         "codec_loop_test(7, 1)\n"},
+        {"create_devinfo", describe, {}, "", true, false, "create_devinfo(4055)\n"},
+        {"enter_idle", amt_make_ue_enter_idle, {}, "", true, true, "enter_idle()\n"},
+        {"amt_usb_charger_enable", [] { return amt_usb_charge_ctrl(3); },
+         {"info | will call amt_usb_charger_enable , type:3."}, "", true, true, "amt_usb_charger_enable(3)\n"},
+        {"amt_check_system_sanity", read_flag, {"info | amt_boot_dl_fin_read start."}, "", true, false,
+         "amt_check_system_sanity()\n"},
+        {"IsChargeState", read_charge_mode, {}, "", true, false, "IsChargeState()\n"},
+    };
+    // clang-format on
+    return rows;
+}
+
+bool is_reader(const service_row &row)
+{
+    return std::string(row.name) == "amt_check_system_sanity" || std::string(row.name) == "IsChargeState";
+}
+
+TEST_F(PlatformLibrary, IsCalledAndToldEntryByEntry)
+{
+    for (const service_row &row : services()) {
+        for (const int returned : {0, 5, -7}) {
+            write_file("/handset/calls", "");
+            control(row.name, "result=" + std::to_string(returned) + "\n");
+            in_child([&row, returned] {
+                SCOPED_TRACE(row.name);
+                decide_platform_lib_name();
+                const test_log log;
+                std::string told_last;
+                g_fake.on_unload = [&log, &told_last] { told_last = log.records().back(); };
+                const bool is_ignored = is_reader(row) || !row.tells_value;
+                EXPECT_EQ(row.call(), is_ignored ? 0 : returned);
+                EXPECT_EQ(g_value, is_reader(row) ? static_cast<uint32_t>(returned) : 0U);
+                const std::string value = row.tells_value ? " return value:" + std::to_string(returned) + "." : "";
+                const std::string name = row.name;
+                std::vector<std::string> told = {"func | "};
+                told.insert(told.end(), row.first.begin(), row.first.end());
+                told.push_back("info | will call " + name + "." + row.detail);
+                told.push_back("info | stop call " + name + "." + value);
+                EXPECT_EQ(told_last, told.back()) << "it is gone behind that";
+                if (row.tells_success && returned == 0) {
+                    told.push_back("info | " + name + " return OK.");
+                }
+                EXPECT_THAT(log.records(), ElementsAreArray(told));
+                EXPECT_THAT(g_fake.load_flags, ElementsAre(RTLD_LAZY));
+                EXPECT_THAT(g_fake.looked_up, ElementsAre(name));
+                EXPECT_EQ(g_fake.unloaded, 1);
+            });
+            EXPECT_EQ(calls(), row.seen);
+        }
+    }
+}
+
+TEST_F(PlatformLibrary, ThatIsMissingOrLacksTheEntryStaysAsItIsForEachOfThem)
+{
+    for (const service_row &row : services()) {
+        for (const bool has_library : {false, true}) {
+            in_child([&row, has_library] {
+                SCOPED_TRACE(row.name);
+                decide_platform_lib_name();
+                const test_log log;
+                g_fake.has_no_library = !has_library;
+                g_fake.has_no_entry = has_library;
+                EXPECT_EQ(row.call(), ERR_C_FUNCTION);
+                EXPECT_EQ(g_value, 0U) << "not what was there before";
+                EXPECT_EQ(std::string(g_text), "");
+                EXPECT_EQ(g_fake.unloaded, 0);
+                EXPECT_THAT(log.records().back(), StartsWith(k_failed_call + "call dlopen fail: - "));
+                EXPECT_EQ(log.records().size(), 2 + row.first.size());
+            });
+        }
+    }
+    EXPECT_EQ(calls(), "(missing)");
+}
+
+TEST_F(PlatformLibrary, DescribesTheHandsetInAsMuchTextAsFits)
+{
+    const std::pair<size_t, size_t> rows[] = {{0, 0}, {1, 1}, {4054, 4054}, {5000, 4054}};
+    for (const auto &[given, expected] : rows) {
+        control("create_devinfo", "text=" + std::string(given, 't') + "\n");
+        in_child([expected = expected] {
+            decide_platform_lib_name();
+            EXPECT_EQ(describe(), 0);
+            EXPECT_EQ(std::string(g_text), std::string(expected, 't'));
+            EXPECT_EQ(g_text[AMT_DEVICE_INFO_SIZE], '\0');
+        });
+    }
+}
+
+// An entry that forgets its terminator.
+int fill(char *buffer, int size)
+{
+    memset(buffer, 'y', static_cast<size_t>(size));
+    return 0;
+}
+
+TEST_F(PlatformLibrary, IsNotTrustedWithTheTerminator)
+{
+    in_child([] {
+        decide_platform_lib_name();
+        g_fake.entry = reinterpret_cast<void *>(&fill);
+        EXPECT_EQ(describe(), 0);
+        EXPECT_EQ(std::string(g_text), std::string(4055, 'y'));
+    });
+}
+
+// Entries that look at the log.
+const test_log *g_log = nullptr;
+int enter_and_look()
+{
+    EXPECT_EQ(g_log->records().back(), "info | will call enter_idle.");
+    return 0;
+}
+
+TEST_F(PlatformLibrary, IsToldToBeCalledBeforeItIs)
+{
+    in_child([] {
+        decide_platform_lib_name();
+        const test_log log;
+        g_log = &log;
+        g_fake.entry = reinterpret_cast<void *>(&enter_and_look);
+        EXPECT_EQ(amt_make_ue_enter_idle(), 0);
+        EXPECT_EQ(log.records().size(), 4U);
+        g_log = nullptr;
+    });
 }
 
 } // namespace
