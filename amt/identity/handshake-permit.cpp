@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
-#include <string.h>
 #include <unistd.h>
 
 #include "amt/identity/identity-files.h"
@@ -22,9 +21,8 @@ constexpr int32_t k_unreadable = 1; // the flag of a handset that has none
 
 bool write_text(int fd, const char *text)
 {
-    errno = 0; // a short write sets none
-    if (write(fd, text, strlen(text)) != static_cast<ssize_t>(strlen(text))) {
-        const int error = errno;
+    if (!amt_write_text(fd, text)) {
+        const int error = errno; // 0 when the file took only a part
         (void)log_error(ERR_C_FUNCTION, "fputs fail: %d - %s", error, error_text(error).c_str());
         return false;
     }

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <stdio.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -66,6 +67,25 @@ int32_t amt_read_data_from_file(char (&text)[AMT_FILE_TEXT_SIZE], const char *pa
     }
     log_info("read content: %s", text);
     return ERR_NONE;
+}
+
+bool amt_write_text(int fd, const char *text)
+{
+    errno = 0; // a short write sets none
+    return write(fd, text, strlen(text)) == static_cast<ssize_t>(strlen(text));
+}
+
+bool amt_write_line(int fd, const char *line)
+{
+    char text[AMT_FILE_TEXT_SIZE];
+    (void)snprintf(text, sizeof(text), "%s\n", line);
+    return amt_write_text(fd, text);
+}
+
+void amt_protect_folder(const char *path)
+{
+    run_on("chmod -R 555", path);
+    log_info("path = %s change to chmod -R 555", path);
 }
 
 void amt_sync_files()
