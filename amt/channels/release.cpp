@@ -43,6 +43,11 @@ bool amt_handle_claim_deinit()
     return g_is_deinitialised.exchange(1) == 0;
 }
 
+void amt_handle_forget_deinit()
+{
+    g_is_deinitialised = 0;
+}
+
 int32_t amt_handle_deinit()
 {
     log_func();

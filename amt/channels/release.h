@@ -10,6 +10,9 @@
 // other one leaves the ending to it. Any thread.
 [[nodiscard]] bool amt_handle_claim_deinit();
 
+// For a copy of the process: whoever was about to end the other one does not live there.
+void amt_handle_forget_deinit();
+
 // Releases everything: ends the threads, closes the channels, deletes the timers. Returns the result of closing the
 // pseudo-terminal. Only for the thread that has claimed it, whose own handle is cleared.
 int32_t amt_handle_deinit();

@@ -10,6 +10,7 @@
 
 #include "amt/amt-cfg.h"
 #include "amt/channels/app-reader.h"
+#include "amt/channels/copies.h"
 #include "amt/channels/modem-port.h"
 #include "amt/channels/modem-reader.h"
 #include "amt/channels/pc-reader.h"
@@ -208,6 +209,7 @@ int32_t amt_handle_init(uint32_t platform_flag)
     g_init_state = AMT_INIT_RUNNING;
     decide_platform_lib_name();
     amt_prepare_timers();
+    amt_prepare_copies();
     amt_clear_pending_identity();
     make_identity_folders();
     prepare_context();

@@ -46,6 +46,15 @@ void amt_prepare_timers()
     g_is_prepared = sem_init(&g_timer_semaphore, 0, 1) == 0; // fails on a count that is too high only
 }
 
+void amt_forget_timers()
+{
+    g_usbEnumTimer = k_no_timer;
+    g_handShakeTimer = k_no_timer;
+    if (g_is_prepared) {
+        amt_prepare_timers();
+    }
+}
+
 void deleteTimer(timer_t *timer)
 {
     log_func();

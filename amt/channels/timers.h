@@ -11,5 +11,8 @@ extern timer_t g_handShakeTimer; // the station must answer until then
 // Makes the semaphore. Main thread, before any other exists.
 void amt_prepare_timers();
 
+// For a copy of the process, which inherits no timer, and in which nobody holds the semaphore.
+void amt_forget_timers();
+
 // Deletes a timer, if it exists: harmless and repeatable.
 void deleteTimer(timer_t *timer);

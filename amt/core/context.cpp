@@ -16,13 +16,19 @@ std::atomic<int32_t> g_init_state{0};
 std::atomic<int32_t> g_is_usb_configured{0};
 std::atomic<uint8_t> g_usb_state{AMT_USB_UNKNOWN};
 
-void amt_context_clear()
+void amt_context_forget_threads()
 {
     handle_context &context = handle_context_st;
     for (pub_util_thread *thread :
          {&context.m_thread_app, &context.m_thread_pc, &context.m_thread_modem, &context.m_thread_usb}) {
         thread->store(0);
     }
+}
+
+void amt_context_clear()
+{
+    handle_context &context = handle_context_st;
+    amt_context_forget_threads();
     context.m_pty = {};
     for (amt_channel_fd *channel : {&context.m_fd_pc, &context.m_fd_at, &context.m_fd_modem}) {
         channel->store(0);

@@ -65,6 +65,9 @@ enum amt_usb_state : uint8_t {
 };
 extern std::atomic<uint8_t> g_usb_state;
 
+// No worker has a handle any more: before there are any, and in a copy of the process, which has none of them.
+void amt_context_forget_threads();
+
 // Puts the whole record back to "nothing is open, nothing is registered". Before any worker exists.
 void amt_context_clear();
 
