@@ -1,5 +1,6 @@
 #include "amt/at-local/at-chain.h"
 
+#include "amt/at-local/device-at.h"
 #include "amt/at-local/version.h"
 #include "amt/core/at-parameter.h"
 #include "pub/log/errors.h"
@@ -15,6 +16,7 @@ struct chain_row {
 // clang-format off
 constexpr chain_row k_chain_a[] = {
     {"AT^DSVER\r", handle_amt_sw_version_at},
+    {"",           handle_amt_device_at}, // has several texts of its own
 };
 // clang-format on
 

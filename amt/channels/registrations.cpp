@@ -4,7 +4,16 @@
 
 #include "amt/at-local/version.h"
 #include "amt/core/registry.h"
+#include "amt/device/audio.h"
+#include "amt/device/battery.h"
+#include "amt/device/bluetooth.h"
+#include "amt/device/camera.h"
+#include "amt/device/device-info.h"
+#include "amt/device/gps.h"
 #include "amt/device/handset-state.h"
+#include "amt/device/simple.h"
+#include "amt/device/storage.h"
+#include "amt/device/wifi.h"
 #include "amt/modem/channel-switch.h"
 #include "amt/modem/modem-requests.h"
 #include "amt/modem/modem-tunnel.h"
@@ -32,6 +41,15 @@ constexpr uint32_t k_step = 2;
 // Requests of the station. What stands in neither this table nor the chain of AT lines goes to the modem.
 constexpr registration k_pc_registrations_a[] = {
     {0x2D, 0x2D, handle_amt_pc_req_version},
+    {0xAA, 0xAA, amt_device_bt},
+    {0xAC, 0xAC, amt_device_bt_address},
+    {0xB9, 0xB9, amt_device_wifi_address},
+    {0xBB, 0xBB, amt_device_wifi_rtx_test},
+    {0xAE, 0xAE, amt_gps_control},
+    {0xB0, 0xB0, amt_gps_test},
+    {0xB2, 0xB2, amt_gps_read_result},
+    {0xE0, 0xE2, amt_device_battery_voltage_check},
+    {0xF0, 0xF0, amt_enter_idle},
     {0x5B, 0x5B, amt_modem_write_pc_test_result},
     {0xF4, 0xF4, amt_modem_boot_dl_fin_read},
 };
@@ -40,13 +58,20 @@ constexpr registration k_pc_registrations_a[] = {
 constexpr registration k_app_registrations_a[] = {
     {0x01, 0x05, amt_modem_handle_req},
     {0x07, 0x07, amt_modem_handle_read_imei},
+    {0x09, 0x09, amt_device_battery_voltage},
     {0x0B, 0x1B, amt_modem_handle_req},
+    {0x1D, 0x1D, amt_device_lcd_color},
+    {0x1F, 0x1F, amt_device_audio_loop},
+    {0x21, 0x21, amt_device_audio},
+    {0x23, 0x23, amt_device_vibrator},
+    {0x25, 0x25, amt_device_button_backlight},
     {0x27, 0x29, amt_modem_handle_req},
     {0x2A, 0x2A, amt_modem_handle_req},
     {0x2B, 0x2B, amt_modem_handle_req},
     {0x2D, 0x2D, handle_amt_req_version},
     {0x2F, 0x35, amt_modem_handle_req},
     {0x37, 0x37, amt_modem_handle_temperature},
+    {0x39, 0x39, amt_device_lcd_brightness},
     {0x3B, 0x3F, amt_modem_handle_req},
     {0x41, 0x41, amt_modem_handle_read_outdate},
     {0x43, 0x53, amt_modem_handle_req},
@@ -57,16 +82,29 @@ constexpr registration k_app_registrations_a[] = {
     {0x5D, 0x61, amt_modem_handle_req},
     {0x65, 0x69, amt_modem_handle_req},
     {0x6B, 0x87, amt_modem_handle_req},
+    {0x89, 0x89, amt_device_tf_card},
+    {0x8B, 0x8B, amt_device_camera},
+    {0x93, 0x93, amt_device_camera},
     {0x95, 0x9B, amt_modem_handle_req},
+    {0xAA, 0xAA, amt_device_bt},
+    {0xAC, 0xAC, amt_device_bt_address},
+    {0xB9, 0xB9, amt_device_wifi_address},
+    {0xAE, 0xAE, amt_gps_control},
+    {0xB0, 0xB0, amt_gps_test},
+    {0xB2, 0xB2, amt_gps_read_result},
+    {0xB4, 0xB4, amt_device_camera_control},
     {0xC9, 0xC9, amt_modem_handle_req},
     {0xCC, 0xCC, amt_modem_handle_req},
     {0xCD, 0xD5, amt_modem_handle_req},
     {0xDB, 0xDD, amt_modem_handle_req}, // the first of them has a handler of its own in the end: see the last row
     {0xE4, 0xE4, amt_item_read_test_result},
     {0xE6, 0xE6, amt_item_write_test_result},
+    {0xBB, 0xBB, amt_device_wifi_rtx_test},
     {0xE8, 0xE8, amt_at_to_modem},
     {0x63, 0x63, amt_dtoc_checkSIM},
     {0xEA, 0xEA, amt_read_serial_number},
+    {0xEE, 0xEE, amt_read_dev_info},
+    {0xF0, 0xF0, amt_enter_idle},
     {0xC3, 0xC3, amt_handle_normal_to_amt},
     {0xC5, 0xC5, amt_query_amt_support},
     {0xDB, 0xDB, amt_handle_damt1_cmd},

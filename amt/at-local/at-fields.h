@@ -1,0 +1,25 @@
+// The fields of a line, split at commas. The line itself is left alone: it may still go to the modem.
+#pragma once
+
+#include <stdint.h>
+
+#include "amt/wire/amt-message.h"
+
+class at_fields {
+  public:
+    // Of the text behind a line's prefix, copied, up to its end: the carriage return is a part of the last field.
+    explicit at_fields(const char *text);
+    at_fields(const at_fields &) = delete;
+    at_fields &operator=(const at_fields &) = delete;
+
+    // The next field, valid as long as this is; null when there is none. It is never empty: commas in a row are one.
+    const char *next();
+
+  private:
+    char m_text_a[AMT_MESSAGE_SIZE + 1];
+    char *m_start; // null once the first field has been taken
+    char *m_rest;
+};
+
+// The decimal number at the beginning of a field, of which the lower 32 bits count; 0 when there is none.
+[[nodiscard]] int32_t amt_get_field_number(const char *field);

@@ -1,0 +1,235 @@
+#include "amt/at-local/device-at.h"
+
+#include <hwt.h>
+#include <string.h>
+
+#include "amt/at-local/at-fields.h"
+#include "amt/at-local/at-reply.h"
+#include "amt/core/at-parameter.h"
+#include "amt/device/radio.h"
+
+#define LOG_MODULE "amt/amt-handle"
+#include "pub/log/log.h"
+
+namespace {
+
+constexpr char k_rate_unit[] = "(will multi 100)"; // the log's; the number goes to the library as it is, keep
+
+uint8_t g_receive_channel = AMT_WIFI_FIRST_RX_CHANNEL; // of the last start by a line
+
+int32_t answer(int32_t result)
+{
+    return amt_reply_to_line("%s", result == ERR_NONE ? "\r\nOK\r\n" : "\r\nERROR\r\n");
+}
+
+int32_t unknown(int32_t operation)
+{
+    return log_error(ERR_INVALID_PARAM, "unknown operation: %d", operation);
+}
+
+// Reads the next field as a number. False, told in the log, when there is none.
+bool get_number(at_fields &fields, const char *name, int *number)
+{
+    const char *field = fields.next();
+    if (field == nullptr) {
+        (void)log_error(ERR_INVALID_PARAM, "%s is null!!!", name);
+        return false;
+    }
+    *number = amt_get_field_number(field);
+    return true;
+}
+
+// --- connections, Bluetooth
+
+int32_t check_connection(int32_t radio, at_fields &)
+{
+    switch (radio) {
+    case 0:
+        return answer(amt_radio_run(AMT_WIFI_CHECK));
+    case 1:
+        return answer(amt_radio_run(AMT_GPS_CHECK));
+    case 3:
+        return answer(amt_radio_run(AMT_BT_CHECK));
+    default:
+        return answer(unknown(radio));
+    }
+}
+
+int32_t switch_bluetooth(int32_t position, at_fields &)
+{
+    switch (position) {
+    case 0:
+        return answer(amt_radio_run(AMT_BT_STOP));
+    case 1:
+        return answer(amt_radio_run(AMT_BT_START));
+    default:
+        return answer(unknown(position));
+    }
+}
+
+// --- GPS
+
+int32_t read_satellite(int index, int *number, int *strength)
+{
+    log_info("GPS-READ-SIGNAL start. index:%d", index);
+    const int result = hwt_gpsCtrl(AMT_GPS_READ, index, number, strength);
+    log_info("GPS-READ-SIGNAL end. return:%d; index:%d; svid:%d; cnr:%d.", result, index, *number, *strength);
+    return amt_radio_check("GPS-READ-SIGNAL", "hwt_gpsCtrl", result);
+}
+
+int32_t start_and_read_satellite(at_fields &fields)
+{
+    int index = 0;
+    int number = 0;
+    int strength = 0;
+    if (amt_radio_run(AMT_GPS_START, "start gps firstly, ") != ERR_NONE || !get_number(fields, "index", &index) ||
+        read_satellite(index, &number, &strength) != ERR_NONE) {
+        return answer(ERR_UNKNOWN);
+    }
+    return amt_reply_to_line("\r\n^DGPSCTRL: %d,%d\r\n\r\nOK\r\n", number, strength);
+}
+
+int32_t control_gps(int32_t flag, at_fields &fields)
+{
+    switch (flag) {
+    case 0:
+        return answer(amt_radio_run(AMT_GPS_STOP_BY_LINE));
+    case 2:
+        return start_and_read_satellite(fields);
+    default:
+        return answer(unknown(flag));
+    }
+}
+
+// --- WiFi
+
+bool start_wifi()
+{
+    return amt_radio_run(AMT_WIFI_START, "start wifi firstly, ") == ERR_NONE;
+}
+
+int32_t stop_wifi()
+{
+    return amt_radio_run(AMT_WIFI_STOP, "then will stop wifi, ");
+}
+
+int32_t start_sending(at_fields &fields)
+{
+    int channel = 0;
+    int rate = 0;
+    int power = 0;
+    if (!start_wifi() || !get_number(fields, "channel", &channel) || !get_number(fields, "rate", &rate) ||
+        !get_number(fields, "power", &power)) {
+        return ERR_UNKNOWN;
+    }
+    return amt_wifi_start_tx(static_cast<uint8_t>(channel), static_cast<uint16_t>(rate), static_cast<int16_t>(power),
+                             k_rate_unit);
+}
+
+int32_t stop_sending()
+{
+    const int32_t result = amt_wifi_stop_tx();
+    return result != ERR_NONE ? result : stop_wifi();
+}
+
+int32_t start_receiving(at_fields &fields)
+{
+    int channel = 0;
+    int rate = 0;
+    if (!start_wifi() || !get_number(fields, "channel", &channel) || !get_number(fields, "rate", &rate)) {
+        return ERR_UNKNOWN;
+    }
+    const int32_t result = amt_wifi_start_rx(static_cast<uint8_t>(channel), static_cast<uint16_t>(rate), k_rate_unit);
+    if (result == ERR_NONE) {
+        g_receive_channel = static_cast<uint8_t>(channel);
+    }
+    return result;
+}
+
+int32_t stop_receiving()
+{
+    int count = 0; // for the log
+    const int32_t result = amt_wifi_stop_rx(g_receive_channel, &count);
+    return result != ERR_NONE ? result : stop_wifi();
+}
+
+int32_t test_sending(int32_t control, at_fields &fields)
+{
+    switch (control) {
+    case 0:
+        return answer(stop_sending());
+    case 1:
+        return answer(start_sending(fields));
+    default:
+        return answer(unknown(control));
+    }
+}
+
+int32_t test_receiving(int32_t control, at_fields &fields)
+{
+    switch (control) {
+    case 0:
+        return answer(stop_receiving());
+    case 1:
+        return answer(start_receiving(fields));
+    default:
+        return answer(unknown(control));
+    }
+}
+
+// --- the lines
+
+// A line with fields, the first of which has a name; without one its whole parameter is one number.
+struct device_line {
+    const char *m_prefix;
+    const char *m_first_field;
+    int32_t (*m_answer)(int32_t number, at_fields &others);
+};
+
+// In the order tried, which decides for a request that holds several of the prefixes.
+// clang-format off
+constexpr device_line k_lines_a[] = {
+    {"AT^DDEVCONNCHK=", nullptr,   check_connection},
+    {"AT^DBTCTRL=",     nullptr,   switch_bluetooth},
+    {"AT^DGPSCTRL=",    "flag",    control_gps},
+    {"AT^DWLTSD=",      "control", test_sending},
+    {"AT^DWLTRD=",      "control", test_receiving},
+};
+// clang-format on
+
+int32_t treat_number(const device_line &line)
+{
+    char parameter[AMT_AT_PARAMETER_MAX + 1] = "";
+    uint32_t length = 0;
+    const int32_t result = handle_amt_get_at_para(line.m_prefix, parameter, &length);
+    log_info("getted parameter:%s. prefix:%s; rtn:%d.", parameter, line.m_prefix, result);
+    at_fields none("");
+    return result == ERR_NONE ? line.m_answer(amt_get_field_number(parameter), none) : answer(result);
+}
+
+int32_t treat_fields(const device_line &line, const char *text)
+{
+    at_fields fields(text);
+    int number = 0;
+    if (!get_number(fields, line.m_first_field, &number)) {
+        return ERR_INVALID_PARAM; // unanswered: the station gets the dispatcher's message instead of a text, keep
+    }
+    log_info("getted %s:%d.", line.m_first_field, number);
+    return line.m_answer(number, fields);
+}
+
+} // namespace
+
+int32_t handle_amt_device_at()
+{
+    for (const device_line &line : k_lines_a) {
+        const char *at = amt_find_in_request(&handle_context_st.m_request, line.m_prefix);
+        if (at == nullptr) {
+            continue;
+        }
+        log_func(); // not of the lines that only pass through here
+        log_info("received at command:%s", reinterpret_cast<const char *>(handle_context_st.m_request.m_data_a));
+        return line.m_first_field == nullptr ? treat_number(line) : treat_fields(line, at + strlen(line.m_prefix));
+    }
+    return ERR_NOT_FOUND;
+}
