@@ -39,6 +39,11 @@ static std::vector<exchange> exchanges()
          "the handset tells its version by line"},
         {"message for modem", modems_own, modems_own, {station::describe(station::message(0x14).with_int(1, 0))},
          "a message that is not the handset's goes to the modem, and its answer comes back"},
+        {"Bluetooth, check", station::message(0xAC).with_int(110, 3).envelope(), "",
+         {"pre-response", station::describe(station::message(0xAD).with_int(1, 0))},
+         "a radio is tested by message"},
+        {"satellite, line", "AT^DGPSCTRL=2,4\r", "", {text("\r\n^DGPSCTRL: 27,41\r\n\r\nOK\r\n")},
+         "and by line, which brings the satellite in slot 4"},
     };
     // clang-format on
 }
@@ -53,10 +58,25 @@ static std::string told_by(station::link &link)
     }
 }
 
+// What the maker's library was asked for meanwhile.
+static void show_radios(stage &stage, const emulator::handset &handset)
+{
+    std::string asked;
+    for (const std::string &call : handset.calls()) {
+        if (call.compare(0, 4, "hwt_") == 0) {
+            asked += (asked.empty() ? "" : ", ") + call;
+        }
+    }
+    stage.say("", "radios: " + asked);
+    stage.expect("the radios were asked for just that",
+                 "hwt_btCheck(), hwt_gpsCtrl(1, 0, null, null), hwt_gpsCtrl(2, 4, svid, cnr)", asked);
+}
+
 static emulator::process start_reading(equipment &equipment)
 {
     equipment.handset.set_property(k_switch_property, "1");
     equipment.handset.set_property("ro.build.display.id", k_version);
+    equipment.handset.control("hwt_gpsCtrl", {"svid.4=27", "cnr.4=41"});
     emulator::process service = equipment.start_service();
     equipment.wait_log(service, "read_pc_loop, read ready");
     emulator::wait_until("the service to watch the cable", [&] { return equipment.handset.uevents_heard(); });
@@ -127,6 +147,7 @@ void play_station(stage &stage, equipment &equipment)
     for (const exchange &each : exchanges()) {
         play(stage, station, each);
     }
+    show_radios(stage, equipment.handset);
     pull_cable(stage, equipment.handset, service);
     show_log(stage, equipment.handset);
 }

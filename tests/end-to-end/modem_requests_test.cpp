@@ -271,8 +271,8 @@ TEST_F(ModemRequests, TellTheTemperatureOfTheBattery)
 {
     const emulator::process service = start_up();
     emulator::tty app = open_app();
-    m_handset.files.write("/sys/class/power_supply/battery/temp", "275\n");
-    EXPECT_EQ(ask(app, station::message(0x37)), station::message(0x38).with_int(22, 275).with_int(1, 0));
+    m_handset.files.write("/sys/class/power_supply/battery/temp", "312\n");
+    EXPECT_EQ(ask(app, station::message(0x37)), station::message(0x38).with_int(22, 312).with_int(1, 0));
     m_handset.files.remove("/sys/class/power_supply/battery/temp");
     EXPECT_EQ(ask(app, station::message(0x37)), modem_failure(0x38));
     (void)end(service);

@@ -98,6 +98,18 @@ class service_handset : public testing::Test {
         m_handset.files.write("/data/local/tmp/kv-zep-amt.cfg", k_config);
     }
 
+    // The recorded calls that begin like this, since the handset was switched on or the last clear_calls().
+    std::vector<std::string> calls_of(const std::string &beginning) const
+    {
+        std::vector<std::string> result;
+        for (const std::string &call : m_handset.calls()) {
+            if (call.compare(0, beginning.size(), beginning) == 0) {
+                result.push_back(call);
+            }
+        }
+        return result;
+    }
+
     emulator::handset m_handset;
     emulator::tty m_station;             // the far end of the station's serial tty
     emulator::tty m_modem;               // the far end of the modem's data tty
@@ -128,6 +140,7 @@ class service_handset : public testing::Test {
         emulator::handset_options result;
         result.service = programs / "kv-zep-amt";
         result.library_folder = programs.parent_path() / "lib";
+        result.player = programs / "amt-audio";
         return result;
     }
 };

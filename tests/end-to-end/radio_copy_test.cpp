@@ -1,0 +1,154 @@
+// The start of Bluetooth, which doubles the service: both acknowledge, both go on, and each ends by itself.
+#include <signal.h>
+
+#include <string>
+#include <vector>
+
+#include "station/link.h"
+#include "tests/end-to-end/application_handset.h"
+#include "tests/end-to-end/station_handset.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::UnorderedElementsAre;
+
+// What the two arrangements have in common: the number of the copy, and its end.
+template <typename arrangement>
+class copying : public arrangement {
+  protected:
+    // The copy is the one that starts Bluetooth; its only thread has the number of the process.
+    long wait_copy() const { return this->m_handset.wait_log("BT-start start").thread_id; }
+
+    bool lives(long pid) const { return this->m_handset.files.exists("/proc/" + std::to_string(pid)); }
+
+    void end_copy(long pid)
+    {
+        emulator::program kill;
+        kill.path = "sh";
+        kill.arguments = {"-c", "kill -TERM " + std::to_string(pid)};
+        EXPECT_EQ(this->m_handset.start(kill).wait(), emulator::exited(0));
+        emulator::wait_until("the end of the copy", [this, pid] { return !lives(pid); });
+        EXPECT_THAT(this->m_handset.files.read(emulator::k_service_log), EndsWith(k_footer)) << "it says good-bye";
+    }
+
+    // While the service is stopped, what is answered is answered by the copy.
+    static void stop(const emulator::process &service) { EXPECT_TRUE(service.signal(SIGSTOP)); }
+    static void go_on(const emulator::process &service) { EXPECT_TRUE(service.signal(SIGCONT)); }
+};
+
+// --- a station
+
+class BluetoothOfAStation : public copying<station_handset> {
+  protected:
+    station::message receive() { return m_link.receive().message.value_or(station::message(0)); }
+
+    station::message ask(const station::message &request)
+    {
+        m_link.send(request);
+        EXPECT_EQ(m_link.receive().kind, station::answer_kind::pre_response);
+        return receive();
+    }
+
+    const station::message m_done = station::message(0xAB).with_int(1, 0);
+    const station::message m_gps_test = station::message(0xB0);
+    const station::message m_gps_tested = station::message(0xAF).with_int(1, 0);
+    station::link m_link{m_station.fd()};
+};
+
+TEST_F(BluetoothOfAStation, IsAcknowledgedTwiceAndStartedOnce)
+{
+    const emulator::process service = start_reading();
+    EXPECT_EQ(ask(station::message(0xAA)), m_done);
+    EXPECT_EQ(receive(), m_done);
+    EXPECT_THAT(calls_of("hwt_"), ElementsAre("hwt_btCtrl(1)"));
+    const long copy = wait_copy();
+    EXPECT_NE(copy, service.pid());
+    EXPECT_TRUE(lives(copy));
+    for (int round = 0; round < 20; round++) {
+        EXPECT_EQ(ask(m_gps_test), m_gps_tested) << "by one of the two";
+    }
+    EXPECT_EQ(m_station.read_all(std::chrono::milliseconds(0)), "") << "by no more than one";
+    (void)end(service);
+    end_copy(copy);
+}
+
+TEST_F(BluetoothOfAStation, LeavesACopyThatServesAlone)
+{
+    const emulator::process service = start_reading();
+    EXPECT_EQ(ask(station::message(0xAA)), m_done);
+    EXPECT_EQ(receive(), m_done);
+    const long copy = wait_copy();
+    stop(service);
+    EXPECT_EQ(ask(m_gps_test), m_gps_tested);
+    m_station.write("ATI\r");
+    EXPECT_EQ(m_modem.read_exactly(4), "ATI\r");
+    go_on(service);
+    m_modem.write("\r\nOK\r\n");
+    EXPECT_EQ(m_station.read_exactly(6), "\r\nOK\r\n") << "the modem's word is the service's own to pass on";
+    (void)end(service);
+    EXPECT_EQ(ask(m_gps_test), m_gps_tested) << "the service's end is not the copy's";
+    end_copy(copy);
+}
+
+TEST_F(BluetoothOfAStation, ThatDoesNotStartIsAcknowledgedAndThenRefusedByTheCopy)
+{
+    m_handset.control("hwt_btCtrl", {"result=-3"});
+    const emulator::process service = start_reading();
+    const std::vector<station::message> answers = {ask(station::message(0xAA)), receive()};
+    EXPECT_THAT(answers, UnorderedElementsAre(m_done, station::message(0xAB).with_int(1, 1)));
+    const long copy = wait_copy();
+    const std::vector<std::string> records = told(m_handset.log_records());
+    EXPECT_THAT(records, Contains("error | -100 - Unknown error | BT-start error. call hwt_btCtrl fail: -3"));
+    EXPECT_THAT(records, Contains("error | -118 - Call C function unsuccessfully | error to exec: hciattach"));
+    EXPECT_EQ(ask(m_gps_test), m_gps_tested);
+    (void)end(service);
+    end_copy(copy);
+}
+
+TEST_F(BluetoothOfAStation, IsNotWaitedFor)
+{
+    m_handset.control("hwt_btCtrl", {"delay_ms=600000"});
+    const emulator::process service = start_reading();
+    EXPECT_EQ(ask(station::message(0xAA)), m_done);
+    EXPECT_EQ(ask(m_gps_test), m_gps_tested) << "while the copy is still at it";
+    (void)end(service);
+}
+
+TEST_F(BluetoothOfAStation, LeavesACopyThatEndsWithTheStation)
+{
+    const emulator::process service = start_reading();
+    EXPECT_EQ(ask(station::message(0xAA)), m_done);
+    EXPECT_EQ(receive(), m_done);
+    const long copy = wait_copy();
+    m_station.hang_up();
+    EXPECT_EQ(service.wait(), emulator::exited(0));
+    emulator::wait_until("the end of the copy", [this, copy] { return !lives(copy); });
+}
+
+// --- an application
+
+class BluetoothOfAnApplication : public copying<application_handset> {};
+
+TEST_F(BluetoothOfAnApplication, IsAcknowledgedTwiceAndBothGoOn)
+{
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    EXPECT_EQ(ask(app, station::message(0xAA)), done(0xAB));
+    EXPECT_EQ(receive(app), done(0xAB));
+    EXPECT_THAT(calls_of("hwt_"), ElementsAre("hwt_btCtrl(1)"));
+    const long copy = wait_copy();
+    for (int round = 0; round < 20; round++) {
+        EXPECT_EQ(ask(app, station::message(0xB0)), done(0xAF));
+    }
+    stop(service);
+    EXPECT_EQ(ask(app, station::message(0x07)).get_string(21), "490154203237518") << "the copy has the modem, too";
+    go_on(service);
+    (void)end(service);
+    EXPECT_EQ(ask(app, station::message(0xB0)), done(0xAF));
+    end_copy(copy);
+}
+
+} // namespace
