@@ -69,6 +69,35 @@ TEST_F(LocalAt, AnswersItsOwnLinesAndNoOthers)
     }
 }
 
+TEST_F(LocalAt, IsTheVersionBeforeARadioWhereverTheyStand)
+{
+    for (const char *line : {"AT^DSVER\rAT^DBTCTRL=1\r", "AT^DBTCTRL=1\rAT^DSVER\r"}) {
+        in_child([line] {
+            const links link;
+            amt_buffer &request = handle_context_st.m_request;
+            request.m_length = static_cast<uint32_t>(strlen(line));
+            memcpy(request.m_data_a, line, request.m_length);
+            EXPECT_EQ(amt_handle_local_at(), ERR_NONE);
+            EXPECT_THAT(link.at_station(), ElementsAre(k_version_answer)) << line;
+        });
+    }
+    EXPECT_EQ(calls().find("hwt_"), std::string::npos);
+}
+
+TEST_F(LocalAt, TestsARadioByItsLine)
+{
+    in_child([] {
+        const links link;
+        const std::string line = "AT^DBTCTRL=1\r";
+        amt_buffer &request = handle_context_st.m_request;
+        request.m_length = static_cast<uint32_t>(line.size());
+        memcpy(request.m_data_a, line.data(), line.size());
+        EXPECT_EQ(amt_handle_local_at(), ERR_NONE);
+        EXPECT_THAT(link.at_station(), ElementsAre(hex_of("\r\nOK\r\n")));
+    });
+    EXPECT_THAT(calls(), ::testing::HasSubstr("hwt_btCtrl(1)\n"));
+}
+
 TEST_F(LocalAt, GivesTheResultOfTheHandlerThatClaimsTheLine)
 {
     in_child([] {

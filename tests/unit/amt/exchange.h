@@ -1,5 +1,5 @@
 // A handler and a modem, one exchange: what the application asks, what the modem says, what comes of it. With
-// port_fakes.h. Messages are written out here byte by byte, as hex, without the service's own builders.
+// port_fakes.h.
 #pragma once
 
 #include <cstdint>
@@ -8,17 +8,8 @@
 #include <vector>
 
 #include "amt/core/context.h"
+#include "tests/unit/amt/messages.h"
 #include "tests/unit/amt/port_fakes.h"
-
-// Atoms, and a message around them.
-std::string int_atom(uint8_t id, uint32_t value);
-std::string text_atom(uint8_t id, const std::string &text);
-std::string bytes_atom(uint8_t id, const std::string &bytes);
-std::string bool_atom(uint8_t id, uint8_t value);
-std::string message_of(uint8_t id, const std::string &atoms = "");
-
-// The plain answer with a result.
-std::string result_of(uint8_t id, uint32_t code);
 
 struct exchange {
     int32_t result = 0;

@@ -1,5 +1,7 @@
 #include "amt/identity/identity-files.h"
 
+#include <errno.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string.h>
@@ -7,7 +9,10 @@
 #include <unistd.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "amt/core/context.h"
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/temp_folder.h"
@@ -152,6 +157,109 @@ TEST(ReadDataFromFile, OfNothingFails)
                     ElementsAre("func | ", k_failed_call + "read fail: 0 - No error", "func | ",
                                 k_failed_call + "open(\"" + missing + "\") fail: 2 - No such file or directory",
                                 "func | ", k_failed_call + "read fail: 21 - Is a directory"));
+    });
+}
+
+// --- writing
+
+// A file to be written to, and its descriptor.
+class written_file {
+  public:
+    written_file()
+        : m_fd(open(m_folder.path("file").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
+    {
+    }
+    ~written_file() { (void)close(m_fd); }
+    written_file(const written_file &) = delete;
+    written_file &operator=(const written_file &) = delete;
+
+    [[nodiscard]] int fd() const { return m_fd; }
+    [[nodiscard]] std::string content() const { return read_whole_file(m_folder.path("file")); }
+
+  private:
+    temp_folder m_folder;
+    int m_fd;
+};
+
+TEST(WriteText, WritesAllOfItAndNothingElse)
+{
+    in_child([] {
+        const written_file file;
+        EXPECT_TRUE(amt_write_text(file.fd(), "490154203237518"));
+        EXPECT_EQ(file.content(), "490154203237518");
+        EXPECT_TRUE(amt_write_text(file.fd(), "")) << "nothing is all of it";
+        EXPECT_TRUE(amt_write_text(file.fd(), std::string(5000, 'x').c_str()));
+        EXPECT_EQ(file.content(), "490154203237518" + std::string(5000, 'x')) << "where the last ended";
+    });
+}
+
+TEST(WriteLine, AddsALineFeedToUpTo98Characters)
+{
+    const std::pair<const char *, std::string> rows[] = {
+        {"usual", "00:11:22:33:44:55"},
+        {"empty", ""},
+        {"98 characters", std::string(98, 'x')},
+    };
+    for (const auto &[name, line] : rows) {
+        in_child([name = name, &line = line] {
+            const written_file file;
+            EXPECT_TRUE(amt_write_line(file.fd(), line.c_str())) << name;
+            EXPECT_EQ(file.content(), line + "\n") << name;
+        });
+    }
+}
+
+using write_function = bool (*)(int fd, const char *text);
+
+TEST(WriteTextAndLine, SayByErrnoWhyTheyFail)
+{
+    for (const write_function function : {amt_write_text, amt_write_line}) {
+        in_child([function] {
+            errno = EIO; // of an earlier call
+            EXPECT_FALSE(function(-1, "0123456789"));
+            EXPECT_EQ(errno, EBADF);
+        });
+    }
+}
+
+TEST(WriteTextAndLine, FailWithoutAnErrnoWhenTheFileTakesOnlyAPart)
+{
+    for (const write_function function : {amt_write_text, amt_write_line}) {
+        for (const size_t taken : {0, 1, 9}) {
+            in_child([function, taken] {
+                const written_file file;
+                handle_context_st.m_fd_pc = file.fd(); // whose writes can be cut
+                g_fake.write_fails_at = 1;
+                g_fake.write_count = taken;
+                errno = EIO; // of an earlier call
+                EXPECT_FALSE(function(file.fd(), "0123456789")) << taken;
+                EXPECT_EQ(errno, 0) << taken;
+                EXPECT_EQ(file.content(), std::string("0123456789").substr(0, taken)) << "one write, not repeated";
+                handle_context_st.m_fd_pc = 0;
+            });
+        }
+    }
+}
+
+TEST(WriteLine, FailsWhenTheLineFeedAloneIsMissing)
+{
+    in_child([] {
+        const written_file file;
+        handle_context_st.m_fd_pc = file.fd(); // whose writes can be cut
+        g_fake.write_fails_at = 1;
+        g_fake.write_count = 10;
+        EXPECT_FALSE(amt_write_line(file.fd(), "0123456789"));
+        handle_context_st.m_fd_pc = 0;
+    });
+}
+
+TEST(ProtectFolder, LeavesItToBeReadByEverybody)
+{
+    in_child([] {
+        const test_log log;
+        amt_protect_folder("/amt/BT");
+        EXPECT_THAT(g_fake.commands, ElementsAre("chmod -R 555 /amt/BT"));
+        EXPECT_THAT(log.records(), ElementsAre("info | path = /amt/BT change to chmod -R 555"));
     });
 }
 

@@ -140,6 +140,34 @@ TEST(Timers, AreNotDeletedBeforeTheirTurnWhateverInterruptsTheWait)
     });
 }
 
+TEST(Timers, OfACopyAreGoneAndDeletingWaitsForNobody)
+{
+    in_child([] {
+        g_fake = {};
+        amt_prepare_timers();
+        make_timer(&g_usbEnumTimer);
+        make_timer(&g_handShakeTimer);
+        ASSERT_EQ(__real_sem_wait(g_fake.made), 0) << "a thread that the copy does not have is deleting one";
+        g_fake.timer = g_usbEnumTimer; // the other process's to delete
+        amt_forget_timers();
+        deleteTimer(&g_usbEnumTimer);
+        deleteTimer(&g_handShakeTimer);
+        EXPECT_THAT(g_fake.calls, ElementsAre("init 0, 1", "init 0, 1", "wait, a timer", "post, a timer",
+                                              "wait, a timer", "post, a timer"));
+    });
+}
+
+TEST(Timers, ThatWereNeverPreparedAreForgottenWithoutASemaphore)
+{
+    in_child([] {
+        g_fake = {};
+        make_timer(&g_usbEnumTimer);
+        amt_forget_timers();
+        deleteTimer(&g_usbEnumTimer);
+        EXPECT_THAT(g_fake.calls, IsEmpty());
+    });
+}
+
 TEST(Timers, OfAStartThatNeverCameThatFarAreDeletedWithoutWaiting)
 {
     in_child([] {

@@ -1,0 +1,129 @@
+#include "amt/at-local/at-fields.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace {
+
+using ::testing::ElementsAre;
+
+std::vector<std::string> all_of(const char *text)
+{
+    std::vector<std::string> result;
+    at_fields fields(text);
+    for (const char *field = fields.next(); field != nullptr; field = fields.next()) {
+        result.emplace_back(field);
+    }
+    EXPECT_EQ(fields.next(), nullptr) << "behind the last there is none, however often one asks";
+    return result;
+}
+
+struct text_row {
+    const char *text;
+    std::vector<std::string> fields;
+};
+
+TEST(AtFields, StandBetweenCommas)
+{
+    const text_row rows[] = {
+        {"", {}},
+        {",", {}},
+        {",,,", {}},
+        {"1", {"1"}},
+        {"\r", {"\r"}},
+        {" ", {" "}},
+        {"1,2", {"1", "2"}},
+        {"1,6,540,15\r", {"1", "6", "540", "15\r"}},
+        {"1,\r", {"1", "\r"}},
+        {",1", {"1"}},
+        {"1,", {"1"}},
+        {"1,,,2", {"1", "2"}},
+        {" 1 , 2 ", {" 1 ", " 2 "}},
+        {"1;2", {"1;2"}},
+        {"1\r\nAT^A=2,3\r", {"1\r\nAT^A=2", "3\r"}},
+    };
+    for (const text_row &row : rows) {
+        EXPECT_EQ(all_of(row.text), row.fields) << "\"" << row.text << "\"";
+    }
+}
+
+TEST(AtFields, LeaveTheTextAlone)
+{
+    char text[] = "1,2,3\r";
+    EXPECT_THAT(all_of(text), ElementsAre("1", "2", "3\r"));
+    EXPECT_EQ(std::string(text, sizeof(text)), std::string("1,2,3\r\0", sizeof(text)));
+    at_fields fields(text);
+    text[0] = '9';
+    EXPECT_STREQ(fields.next(), "1") << "they have a copy";
+}
+
+TEST(AtFields, OfTwoTextsAreApart)
+{
+    at_fields one("1,2");
+    at_fields other("3,4");
+    const char *first = one.next();
+    EXPECT_STREQ(other.next(), "3");
+    EXPECT_STREQ(one.next(), "2");
+    EXPECT_STREQ(other.next(), "4");
+    EXPECT_STREQ(first, "1") << "still valid";
+    EXPECT_EQ(one.next(), nullptr);
+}
+
+TEST(AtFields, OfATextAsLongAsARequestAreAllThere)
+{
+    const std::string text = std::string(4094, 'x') + ",y";
+    EXPECT_THAT(all_of(text.c_str()), ElementsAre(std::string(4094, 'x'), "y"));
+    EXPECT_THAT(all_of(std::string(5000, 'x').c_str()), ElementsAre(std::string(4096, 'x'))) << "cut";
+}
+
+struct number_row {
+    const char *field;
+    int32_t number;
+};
+
+// clang-format off
+constexpr number_row k_numbers_a[] = {
+    {"0",                        0},
+    {"12",                       12},
+    {"-5",                       -5},
+    {"+7",                       7},
+    {" 12",                      12},
+    {"\r\n\t 12",                12},
+    {"12\r",                     12},
+    {"12 34",                    12},
+    {"12abc",                    12},
+    {"010",                      10},
+    {"0x10",                     0},
+    {"1.9",                      1},
+    {"",                         0},
+    {"\r",                       0},
+    {"abc",                      0},
+    {"-",                        0},
+    {"- 5",                      0},
+    {"2147483647",               std::numeric_limits<int32_t>::max()},
+    {"2147483648",               std::numeric_limits<int32_t>::min()},
+    {"-2147483648",              std::numeric_limits<int32_t>::min()},
+    {"-2147483649",              std::numeric_limits<int32_t>::max()},
+    {"4294967295",               -1},
+    {"4294967296",               0},
+    {"4294967297",               1},
+    {"9223372036854775807",      -1},
+    {"9223372036854775808",      -1}, // the largest of 64 bits
+    {"99999999999999999999999",  -1},
+    {"-9223372036854775809",     0}, // the smallest
+    {"-99999999999999999999999", 0},
+};
+// clang-format on
+
+TEST(AtFields, HaveTheNumberAtTheirBeginningIn32Bits)
+{
+    for (const number_row &row : k_numbers_a) {
+        EXPECT_EQ(amt_get_field_number(row.field), row.number) << "\"" << row.field << "\"";
+    }
+}
+
+} // namespace

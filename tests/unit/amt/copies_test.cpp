@@ -1,0 +1,159 @@
+#include "amt/channels/copies.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <future>
+#include <thread>
+
+#include "amt/channels/release.h"
+#include "amt/channels/timers.h"
+#include "amt/core/context.h"
+#include "pub/base/wait.h"
+#include "pub/util/util.h"
+#include "tests/support/in_child.h"
+
+namespace {
+
+void make_timer(timer_t *timer)
+{
+    sigevent nothing = {};
+    nothing.sigev_notify = SIGEV_NONE;
+    ASSERT_EQ(timer_create(CLOCK_REALTIME, &nothing, timer), 0);
+}
+
+const timer_t k_no_timer = (timer_t)-1; // NOLINT(google-readability-casting): as the service spells it
+
+// Another thread for as long as the test needs its handle.
+class other_thread {
+  public:
+    other_thread()
+        : m_thread([this] { m_end.get_future().wait(); })
+    {
+    }
+    ~other_thread()
+    {
+        m_end.set_value();
+        m_thread.join();
+    }
+    other_thread(const other_thread &) = delete;
+    other_thread &operator=(const other_thread &) = delete;
+
+    [[nodiscard]] pthread_t handle() { return m_thread.native_handle(); }
+
+  private:
+    std::promise<void> m_end;
+    std::thread m_thread;
+};
+
+TEST(Copy, HasNoHandleOfAThreadThatItDoesNotHave)
+{
+    in_child([] {
+        amt_context_clear();
+        amt_prepare_copies();
+        other_thread other;
+        handle_context &context = handle_context_st;
+        pub_util_admit_kill(&context.m_thread_pc);
+        context.m_thread_modem = other.handle();
+        context.m_thread_usb = other.handle();
+        context.m_thread_app = other.handle();
+        in_child([&context] {
+            EXPECT_EQ(context.m_thread_pc, pthread_self()) << "its own it keeps";
+            EXPECT_EQ(context.m_thread_modem, 0U);
+            EXPECT_EQ(context.m_thread_usb, 0U);
+            EXPECT_EQ(context.m_thread_app, 0U);
+        });
+        EXPECT_EQ(context.m_thread_modem, other.handle()) << "nothing is changed for the one that was copied";
+    });
+}
+
+TEST(Copy, HasItsOwnHandleThoughSomebodyHasJustTakenItToEndTheService)
+{
+    in_child([] {
+        amt_context_clear();
+        amt_prepare_copies();
+        pub_util_thread &own = handle_context_st.m_thread_app;
+        pub_util_admit_kill(&own);
+        ASSERT_EQ(own.exchange(0), pthread_self());
+        in_child([&own] {
+            EXPECT_EQ(own, pthread_self());
+            pub_util_clear_own_thread(&own);
+            EXPECT_EQ(own, 0U) << "which does not wait for somebody who is not there";
+        });
+        EXPECT_EQ(own, 0U);
+    });
+}
+
+TEST(Copy, HasNoTimer)
+{
+    in_child([] {
+        amt_prepare_timers();
+        amt_prepare_copies();
+        make_timer(&g_usbEnumTimer);
+        make_timer(&g_handShakeTimer);
+        in_child([] {
+            EXPECT_EQ(g_usbEnumTimer, k_no_timer);
+            EXPECT_EQ(g_handShakeTimer, k_no_timer);
+            deleteTimer(&g_usbEnumTimer);
+        });
+        EXPECT_NE(g_usbEnumTimer, k_no_timer);
+        EXPECT_NE(g_handShakeTimer, k_no_timer);
+    });
+}
+
+TEST(Copy, CanBeEndedThoughTheServiceIsJustEnding)
+{
+    in_child([] {
+        amt_prepare_copies();
+        ASSERT_TRUE(amt_handle_claim_deinit());
+        in_child([] {
+            EXPECT_TRUE(amt_handle_claim_deinit());
+            EXPECT_FALSE(amt_handle_claim_deinit()) << "once";
+        });
+        EXPECT_FALSE(amt_handle_claim_deinit());
+    });
+}
+
+[[noreturn]] void leave(int signal_number)
+{
+    _exit(signal_number);
+}
+
+TEST(Copy, LetsTheSignalsInThatEndTheService)
+{
+    for (const int signal_number : {SIGTERM, SIGUSR2}) {
+        in_child([signal_number] {
+            pub_util_block_ending_signals();
+            (void)signal(signal_number, leave);
+            amt_prepare_copies();
+            pub_util_admit_ending_signals(ending_signals::worker);
+            const int status = wait_status_of_child([signal_number] {
+                (void)kill(getpid(), signal_number);
+                pub_util_sleep_seconds(60);
+            });
+            EXPECT_TRUE(WIFEXITED(status));
+            EXPECT_EQ(WEXITSTATUS(status), signal_number) << "by the service's own handler, in the next wait";
+        });
+    }
+}
+
+TEST(Copy, FindsItselfAloneHoweverOftenItWasPrepared)
+{
+    in_child([] {
+        amt_context_clear();
+        amt_prepare_copies();
+        amt_prepare_copies();
+        other_thread other;
+        handle_context_st.m_thread_usb = other.handle();
+        in_child([] {
+            in_child([] { EXPECT_EQ(handle_context_st.m_thread_usb, 0U) << "also a copy of the copy"; });
+            EXPECT_EQ(handle_context_st.m_thread_usb, 0U);
+        });
+    });
+}
+
+} // namespace
