@@ -37,51 +37,55 @@ constexpr misc_entry k_check_system_sanity  = {"amt_check_system_sanity", tellin
 constexpr misc_entry k_is_charge_state      = {"IsChargeState",           telling::value};
 // clang-format on
 
-void tell_end(const misc_entry &entry, int result)
+void tell_end(const misc_entry &entry, int result, log_caller caller)
 {
     if (entry.m_telling == telling::nothing) {
-        log_info("stop call %s.", entry.m_name);
+        log_info_of(caller, "stop call %s.", entry.m_name);
     } else {
-        log_info("stop call %s. return value:%d.", entry.m_name, result);
+        log_info_of(caller, "stop call %s. return value:%d.", entry.m_name, result);
     }
 }
 
 // Loads the library, hands the entry to `call`, and unloads the library; without the entry it stays loaded. Stores what
-// the entry returned. `detail` stands behind the beginning in the log. ERR_C_FUNCTION without the library or the entry.
+// the entry returned. Told as the service's own. `detail` stands behind the beginning in the log. ERR_C_FUNCTION
+// without the library or the entry.
 template <typename entry_type, typename call_type>
-int32_t call_library(const misc_entry &entry, const char *detail, int32_t *returned, const call_type &call)
+int32_t call_library(const misc_entry &entry, const char *detail, int32_t *returned, const call_type &call,
+                     log_caller caller = log_caller::here())
 {
     void *library = dlopen(g_misc_library_a, RTLD_LAZY);
     void *found = library == nullptr ? nullptr : dlsym(library, entry.m_name);
     if (found == nullptr) {
         const char *reason = dlerror(); // NOLINT(concurrency-mt-unsafe): the text is the calling thread's own
-        return log_error(ERR_C_FUNCTION, "call dlopen fail: - %s", reason == nullptr ? entry.m_name : reason);
+        return log_error_of(caller, ERR_C_FUNCTION, "call dlopen fail: - %s",
+                            reason == nullptr ? entry.m_name : reason);
     }
-    log_info("will call %s.%s", entry.m_name, detail);
+    log_info_of(caller, "will call %s.%s", entry.m_name, detail);
     *returned = call(reinterpret_cast<entry_type>(found));
-    tell_end(entry, *returned);
+    tell_end(entry, *returned, caller);
     (void)dlclose(library); // nothing to be done about it here
     if (*returned == 0 && entry.m_telling == telling::value_and_success) {
-        log_info("%s return OK.", entry.m_name);
+        log_info_of(caller, "%s return OK.", entry.m_name);
     }
     return ERR_NONE;
 }
 
 // For an entry whose value is a result: it, or ERR_C_FUNCTION.
 template <typename entry_type, typename call_type>
-int32_t get_result(const misc_entry &entry, const call_type &call)
+int32_t get_result(const misc_entry &entry, const call_type &call, log_caller caller = log_caller::here())
 {
     int32_t returned = 0;
-    const int32_t result = call_library<entry_type>(entry, "", &returned, call);
+    const int32_t result = call_library<entry_type>(entry, "", &returned, call, caller);
     return result != ERR_NONE ? result : returned;
 }
 
 // For an entry that takes nothing and whose value is what is asked for: 0 until it has been called.
 template <typename entry_type>
-int32_t read_value(const misc_entry &entry, uint32_t *value)
+int32_t read_value(const misc_entry &entry, uint32_t *value, log_caller caller = log_caller::here())
 {
     int32_t returned = 0;
-    const int32_t result = call_library<entry_type>(entry, "", &returned, [](auto call) { return call(); });
+    const int32_t result = call_library<entry_type>(
+        entry, "", &returned, [](auto call) { return call(); }, caller);
     *value = static_cast<uint32_t>(returned);
     return result;
 }

@@ -2,6 +2,6 @@
 // from the same channel and ends like the service itself.
 #pragma once
 
-// Prepares for copies: each will have no handle of a thread that it lacks, no timer, and nobody who is ending it, and
-// lets the signals that end the service in by its only thread. Main thread, before any other exists.
+// Prepares for copies. Each will forget the threads and timers that it does not have, and any ending that has begun;
+// the signals that end the service reach its only thread. Main thread, before any other exists.
 void amt_prepare_copies();

@@ -33,48 +33,49 @@ const radio_step AMT_GPS_STOP_BY_LINE = {"GPS-stop",                "hwt_gpsCtrl
 const radio_step AMT_GPS_CHECK        = {"GPS connectivity check",  "hwt_gpsCheck", hwt_gpsCheck};
 // clang-format on
 
-int32_t amt_radio_run(const radio_step &step, const char *prefix)
+int32_t amt_radio_run(const radio_step &step, const char *prefix, log_caller caller)
 {
-    log_info("%s%s start", prefix, step.m_name);
+    log_info_of(caller, "%s%s start", prefix, step.m_name);
     const int result = step.m_call();
-    log_info("%s end. return:%d.", step.m_name, result);
-    return amt_radio_check(step.m_name, step.m_entry, result);
+    log_info_of(caller, "%s end. return:%d.", step.m_name, result);
+    return amt_radio_check(step.m_name, step.m_entry, result, caller);
 }
 
-int32_t amt_radio_check(const char *name, const char *entry, int result)
+int32_t amt_radio_check(const char *name, const char *entry, int result, log_caller caller)
 {
-    return result == 0 ? ERR_NONE : log_error(ERR_UNKNOWN, "%s error. call %s fail: %d", name, entry, result);
+    return result == 0 ? ERR_NONE
+                       : log_error_of(caller, ERR_UNKNOWN, "%s error. call %s fail: %d", name, entry, result);
 }
 
-int32_t amt_wifi_start_tx(uint8_t channel, uint16_t rate, int16_t power, const char *unit)
+int32_t amt_wifi_start_tx(uint8_t channel, uint16_t rate, int16_t power, const char *unit, log_caller caller)
 {
-    log_info("WIFI-TX-start start. channel:%d; power:%d; rate:%d%s", channel, power, rate, unit);
+    log_info_of(caller, "WIFI-TX-start start. channel:%d; power:%d; rate:%d%s", channel, power, rate, unit);
     const int result = hwt_TxTest(1, power, rate, channel);
-    log_info("WIFI-TX-start end. return:%d.", result);
-    return amt_radio_check("WIFI-TX-start", "hwt_TxTest", result);
+    log_info_of(caller, "WIFI-TX-start end. return:%d.", result);
+    return amt_radio_check("WIFI-TX-start", "hwt_TxTest", result, caller);
 }
 
-int32_t amt_wifi_stop_tx()
+int32_t amt_wifi_stop_tx(log_caller caller)
 {
-    log_info("WIFI-TX-stop start. ");
+    log_info_of(caller, "WIFI-TX-stop start. ");
     const int result = hwt_TxTest(0, 0, 0, 0);
-    log_info("WIFI-TX-stop end. return:%d.", result);
-    return amt_radio_check("WIFI-TX-stop", "hwt_TxTest", result);
+    log_info_of(caller, "WIFI-TX-stop end. return:%d.", result);
+    return amt_radio_check("WIFI-TX-stop", "hwt_TxTest", result, caller);
 }
 
-int32_t amt_wifi_start_rx(uint8_t channel, uint16_t rate, const char *unit)
+int32_t amt_wifi_start_rx(uint8_t channel, uint16_t rate, const char *unit, log_caller caller)
 {
-    log_info("WIFI-RX-start start. channel:%d; rate:%d%s", channel, rate, unit);
+    log_info_of(caller, "WIFI-RX-start start. channel:%d; rate:%d%s", channel, rate, unit);
     const int result = hwt_RxTest(1, channel, rate, nullptr);
-    log_info("WIFI-RX-start end. return:%d.", result);
-    return amt_radio_check("WIFI-RX-start", "hwt_RxTest", result);
+    log_info_of(caller, "WIFI-RX-start end. return:%d.", result);
+    return amt_radio_check("WIFI-RX-start", "hwt_RxTest", result, caller);
 }
 
-int32_t amt_wifi_stop_rx(uint8_t channel, int *count)
+int32_t amt_wifi_stop_rx(uint8_t channel, int *count, log_caller caller)
 {
-    log_info("WIFI-RX-stop start. channel:%d", channel);
+    log_info_of(caller, "WIFI-RX-stop start. channel:%d", channel);
     *count = 0;
     const int result = hwt_RxTest(0, channel, 0, count);
-    log_info("WIFI-RX-stop end. return:%d; cnt:%d.", result, *count);
-    return amt_radio_check("WIFI-RX-stop", "hwt_RxTest", result);
+    log_info_of(caller, "WIFI-RX-stop end. return:%d; cnt:%d.", result, *count);
+    return amt_radio_check("WIFI-RX-stop", "hwt_RxTest", result, caller);
 }

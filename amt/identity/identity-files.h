@@ -18,7 +18,7 @@ constexpr uint32_t AMT_FILE_TEXT_SIZE = 100;
 [[nodiscard]] bool amt_write_text(int fd, const char *text);
 [[nodiscard]] bool amt_write_line(int fd, const char *line);
 
-// Leaves a folder and its files to be read, and no more, by everybody.
+// Leaves a folder and its files to be read, and no more, by everybody: who is not the superuser writes them once.
 void amt_protect_folder(const char *path);
 
 // Has the disk take what was written: the station may cut the power as soon as it is answered. Two rounds with pauses,

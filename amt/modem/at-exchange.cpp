@@ -56,9 +56,9 @@ int32_t amt_at_check_modem()
     return ERR_NONE;
 }
 
-int32_t amt_at_check_request(uint8_t channel, const amt_buffer *request, const amt_buffer *response)
+int32_t amt_at_check_request(uint8_t channel, const amt_buffer *request, const amt_buffer *response, log_caller caller)
 {
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, caller);
     return result != ERR_NONE ? result : amt_at_check_modem();
 }
 

@@ -56,9 +56,10 @@ int32_t answer_failure(const value_row &row, uint8_t channel, amt_buffer *respon
     return amt_handle_send_rsp_err(channel, response, row.m_response_id, AMT_HANDLER_FAILURE);
 }
 
-int32_t read_text(const value_row &row, uint8_t channel, const amt_buffer *request, amt_buffer *response)
+int32_t read_text(const value_row &row, uint8_t channel, const amt_buffer *request, amt_buffer *response,
+                  log_caller caller = log_caller::here())
 {
-    const int32_t result = amt_at_check_request(channel, request, response);
+    const int32_t result = amt_at_check_request(channel, request, response, caller);
     if (result != ERR_NONE) {
         return result;
     }

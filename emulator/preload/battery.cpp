@@ -26,8 +26,8 @@ static bool asked_last(const char *file)
     long count = -1;
     const long fd = syscall(SYS_openat, AT_FDCWD, file, O_RDONLY | O_CLOEXEC, 0);
     if (fd >= 0) {
-        (void)syscall(SYS_lseek, fd, -k_question_length,
-                      SEEK_END); // fails where there is less: read from the beginning
+        // Fails where there is less, which is then read from its beginning.
+        (void)syscall(SYS_lseek, fd, -k_question_length, SEEK_END);
         count = syscall(SYS_read, fd, tail, sizeof(tail));
         (void)syscall(SYS_close, fd);
     }

@@ -10,6 +10,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "pub/log/caller.h"
 #include "pub/log/errors.h"
 #include "pub/log/log_record.h"
 
@@ -23,6 +24,11 @@
 #define log_sys_error(call) sfw_log_failed_call(LOG_SITE, call)
 #define log_data(heading, data, length) sfw_log_bytes(LOG_SITE, heading, data, length)
 #define log_at(kind, text, length) sfw_log_at_text(LOG_SITE, kind, text, length)
+
+// For a function that logs in the name of its caller, see caller.h.
+#define LOG_CALLER_SITE(caller) (sfw_log_site{LOG_MODULE, (caller).m_function, (caller).m_line})
+#define log_info_of(caller, ...) sfw_log_text(LOG_CALLER_SITE(caller), SFW_LOG_INFO, __VA_ARGS__)
+#define log_error_of(caller, ...) sfw_log_failure(LOG_CALLER_SITE(caller), SFW_LOG_ERROR, __VA_ARGS__)
 
 // Entry of a function, level "func".
 void sfw_log_entry(const sfw_log_site &site);

@@ -31,11 +31,28 @@ class copying : public arrangement {
         kill.arguments = {"-c", "kill -TERM " + std::to_string(pid)};
         EXPECT_EQ(this->m_handset.start(kill).wait(), emulator::exited(0));
         emulator::wait_until("the end of the copy", [this, pid] { return !lives(pid); });
-        EXPECT_THAT(this->m_handset.files.read(emulator::k_service_log), EndsWith(k_footer)) << "it says good-bye";
+        EXPECT_THAT(this->m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
     }
 
-    // While the service is stopped, what is answered is answered by the copy.
-    static void stop(const emulator::process &service) { EXPECT_TRUE(service.signal(SIGSTOP)); }
+    // Whether each thread of a process is in the state, a letter as the kernel tells it.
+    bool is_all(long pid, char state) const
+    {
+        const std::string tasks = "/proc/" + std::to_string(pid) + "/task/";
+        for (const std::string &task : this->m_handset.files.list(tasks)) {
+            const std::string stat = this->m_handset.files.read(tasks + task + "/stat");
+            if (stat.at(stat.rfind(')') + 2) != state) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    // While the service is stopped, what is answered is answered by the copy. A signal stops thread by thread.
+    void stop(const emulator::process &service) const
+    {
+        EXPECT_TRUE(service.signal(SIGSTOP));
+        emulator::wait_until("all of the service to stop", [this, &service] { return is_all(service.pid(), 'T'); });
+    }
     static void go_on(const emulator::process &service) { EXPECT_TRUE(service.signal(SIGCONT)); }
 };
 
@@ -50,6 +67,11 @@ class BluetoothOfAStation : public copying<station_handset> {
         m_link.send(request);
         EXPECT_EQ(m_link.receive().kind, station::answer_kind::pre_response);
         return receive();
+    }
+
+    static station::message satellite(uint32_t number)
+    {
+        return station::message(0xB3).with_int(144, 0).with_int(141, number).with_int(1, 0);
     }
 
     const station::message m_done = station::message(0xAB).with_int(1, 0);
@@ -67,10 +89,10 @@ TEST_F(BluetoothOfAStation, IsAcknowledgedTwiceAndStartedOnce)
     const long copy = wait_copy();
     EXPECT_NE(copy, service.pid());
     EXPECT_TRUE(lives(copy));
-    for (int round = 0; round < 20; round++) {
-        EXPECT_EQ(ask(m_gps_test), m_gps_tested) << "by one of the two";
+    for (uint32_t round = 0; round < 20; round++) {
+        m_handset.control("hwt_gpsCtrl", {"svid=" + std::to_string(round)});
+        EXPECT_EQ(ask(station::message(0xB2)), satellite(round)) << "by one of the two and no more";
     }
-    EXPECT_EQ(m_station.read_all(std::chrono::milliseconds(0)), "") << "by no more than one";
     (void)end(service);
     end_copy(copy);
 }
@@ -123,6 +145,9 @@ TEST_F(BluetoothOfAStation, LeavesACopyThatEndsWithTheStation)
     EXPECT_EQ(ask(station::message(0xAA)), m_done);
     EXPECT_EQ(receive(), m_done);
     const long copy = wait_copy();
+    emulator::wait_until("both to wait for the station", [this, &service, copy] {
+        return count_log("read_pc_loop, read ready") == 3 && is_all(service.pid(), 'S') && is_all(copy, 'S');
+    });
     m_station.hang_up();
     EXPECT_EQ(service.wait(), emulator::exited(0));
     emulator::wait_until("the end of the copy", [this, copy] { return !lives(copy); });
@@ -131,6 +156,16 @@ TEST_F(BluetoothOfAStation, LeavesACopyThatEndsWithTheStation)
 // --- an application
 
 class BluetoothOfAnApplication : public copying<application_handset> {};
+
+TEST_F(BluetoothOfAnApplication, IsNotWaitedFor)
+{
+    m_handset.control("hwt_btCtrl", {"delay_ms=600000"});
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    EXPECT_EQ(ask(app, station::message(0xAA)), done(0xAB));
+    EXPECT_EQ(ask(app, station::message(0xB0)), done(0xAF)) << "while the copy is still at it";
+    (void)end(service);
+}
 
 TEST_F(BluetoothOfAnApplication, IsAcknowledgedTwiceAndBothGoOn)
 {

@@ -56,6 +56,21 @@ class test_log {
         return result;
     }
 
+    // The function that each record is of.
+    [[nodiscard]] std::vector<std::string> functions() const
+    {
+        std::vector<std::string> result;
+        std::istringstream lines(text());
+        for (std::string line; std::getline(lines, line);) {
+            if (line[2] == ':') {
+                const size_t column = line.find(" | ", line.find(" | ") + 3) + 3; // behind time and thread
+                const size_t begin = line.find_first_not_of(' ', column);
+                result.push_back(line.substr(begin, line.find_first_of(" |", begin) - begin));
+            }
+        }
+        return result;
+    }
+
   private:
     temp_folder m_folder;
 };

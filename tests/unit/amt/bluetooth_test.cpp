@@ -238,20 +238,14 @@ TEST_F(Bluetooth, AddressCannotBeReadFromWhatIsNoFile)
 std::vector<std::string> steps_of(radio_bench &bench, const std::string &request)
 {
     std::vector<std::string> steps;
-    size_t commands = g_fake.shell_commands.size();
-    const auto take_commands = [&steps, &commands] {
-        while (commands < g_fake.shell_commands.size()) {
-            steps.push_back(g_fake.shell_commands[commands++]);
-        }
+    const auto add = [&steps](const std::string &step) {
+        steps.push_back((g_fake.files.empty() ? "closed, " : "open, ") + step);
     };
-    g_fake.on_pause = [&] {
-        take_commands();
-        const std::string state = g_fake.files.empty() ? ", closed: " : ", open: ";
-        steps.push_back(std::to_string(g_fake.pauses.back()) + state + bench.folder().content(k_file));
-    };
+    g_fake.on_command = add;
+    g_fake.on_pause = [&] { add(std::to_string(g_fake.pauses.back()) + ": " + bench.folder().content(k_file)); };
     (void)bench.ask(amt_device_bt_address, AMT_CHANNEL_PC, request);
     g_fake.on_pause = nullptr;
-    take_commands();
+    g_fake.on_command = nullptr;
     return steps;
 }
 
@@ -297,8 +291,8 @@ TEST_F(Bluetooth, AddressIsProtectedThenClosedThenWithTheDisk)
     with_bench([](radio_bench &bench) {
         const std::string line = std::string(k_address) + "\n";
         EXPECT_THAT(steps_of(bench, write_request(k_address)),
-                    ElementsAre("chmod -R 555 /amt/BT", "50, closed: " + line, "/system/bin/sync",
-                                "50, closed: " + line, "/system/bin/sync"));
+                    ElementsAre("open, chmod -R 555 /amt/BT", "closed, 50: " + line, "closed, /system/bin/sync",
+                                "closed, 50: " + line, "closed, /system/bin/sync"));
     });
 }
 
@@ -328,8 +322,8 @@ TEST_F(Bluetooth, AddressThatIsNoneEmptiesTheFileAllTheSame)
             EXPECT_THAT(seen.at_station, IsEmpty());
             EXPECT_THAT(seen.at_application, IsEmpty());
             EXPECT_EQ(bench.folder().content(k_file), "");
-            EXPECT_THAT(steps_of(bench, request),
-                        ElementsAre("50, closed: ", "/system/bin/sync", "50, closed: ", "/system/bin/sync"));
+            EXPECT_THAT(steps_of(bench, request), ElementsAre("closed, 50: ", "closed, /system/bin/sync",
+                                                              "closed, 50: ", "closed, /system/bin/sync"));
         });
     }
 }
@@ -346,9 +340,9 @@ TEST_F(Bluetooth, AddressThatCannotBeWrittenIsLeftToTheDiskUnprotected)
             EXPECT_THAT(seen.at_application, IsEmpty());
             const std::string rest = std::string(k_address).substr(0, failure.at_most);
             g_fake.file_writings = {failure};
-            EXPECT_THAT(
-                steps_of(bench, write_request(k_address)),
-                ElementsAre("50, closed: " + rest, "/system/bin/sync", "50, closed: " + rest, "/system/bin/sync"));
+            EXPECT_THAT(steps_of(bench, write_request(k_address)),
+                        ElementsAre("closed, 50: " + rest, "closed, /system/bin/sync", "closed, 50: " + rest,
+                                    "closed, /system/bin/sync"));
         });
     }
 }

@@ -115,6 +115,7 @@ class device_handset {
 
     // In the log, but for entries of functions and what was sent.
     [[nodiscard]] std::vector<std::string> told() const;
+    [[nodiscard]] const test_log &log() const { return m_log; }
 
   private:
     temp_folder m_folder;

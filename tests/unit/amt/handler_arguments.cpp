@@ -48,6 +48,7 @@ void expect_bad_arguments_refused(amt_handle_func handler, uint8_t channel, cons
             EXPECT_THAT(link.at_station(), IsEmpty());
             EXPECT_THAT(link.at_application(), IsEmpty());
             EXPECT_THAT(log.records(), ElementsAre("func | ", k_bad_argument + row.flags));
+            EXPECT_EQ(log.functions().back(), log.functions().front()) << "told as the handler's own";
         });
     }
 }

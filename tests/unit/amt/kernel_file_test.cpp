@@ -24,6 +24,33 @@ const std::string k_writing = std::string("write ") + k_path;
 const std::string k_closing = std::string("close ") + k_path;
 const std::string k_not_opened = k_failed_call + "Open file \"" + k_path + "\" fail: ";
 
+// Two operations on devices that are not there.
+int32_t amt_test_reading()
+{
+    int32_t number = 0;
+    return amt_device_read_number(k_path, &number);
+}
+
+int32_t amt_test_writing()
+{
+    return amt_device_write_number(k_path, 1);
+}
+
+TEST(KernelFile, FailsInTheNameOfTheOperationThatWantedIt)
+{
+    in_child([] {
+        const device_handset handset;
+        EXPECT_EQ(amt_test_reading(), ERR_C_FUNCTION);
+        EXPECT_EQ(amt_test_writing(), ERR_C_FUNCTION);
+        handset.put(k_path, "warm");
+        EXPECT_EQ(amt_test_reading(), ERR_C_FUNCTION);
+        g_fake.printing = output_end{};
+        EXPECT_EQ(amt_test_writing(), ERR_C_FUNCTION);
+        EXPECT_THAT(handset.log().functions(),
+                    ElementsAre("amt_test_reading", "amt_test_writing", "amt_test_reading", "amt_test_writing"));
+    });
+}
+
 // --- reading
 
 struct number_row {

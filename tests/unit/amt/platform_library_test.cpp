@@ -18,6 +18,7 @@
 
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
@@ -273,6 +274,7 @@ TEST_F(PlatformLibrary, IsCalledAndToldEntryByEntry)
                     told.push_back("info | " + name + " return OK.");
                 }
                 EXPECT_THAT(log.records(), ElementsAreArray(told));
+                EXPECT_THAT(log.functions(), Each(log.functions().front())) << "told as the service's own";
                 EXPECT_THAT(g_fake.load_flags, ElementsAre(RTLD_LAZY));
                 EXPECT_THAT(g_fake.looked_up, ElementsAre(name));
                 EXPECT_EQ(g_fake.unloaded, 1);
@@ -298,6 +300,7 @@ TEST_F(PlatformLibrary, ThatIsMissingOrLacksTheEntryStaysAsItIsForEachOfThem)
                 EXPECT_EQ(g_fake.unloaded, 0);
                 EXPECT_THAT(log.records().back(), StartsWith(k_failed_call + "call dlopen fail: - "));
                 EXPECT_EQ(log.records().size(), 2 + row.first.size());
+                EXPECT_EQ(log.functions().back(), log.functions().front());
             });
         }
     }

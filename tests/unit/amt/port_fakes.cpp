@@ -182,6 +182,9 @@ int __wrap_clock_gettime(clockid_t clock, timespec *now)
 int __wrap__Z18pub_util_run_shellPKc(const char *command)
 {
     g_fake.shell_commands.emplace_back(command);
+    if (g_fake.on_command) {
+        g_fake.on_command(command);
+    }
     return 0;
 }
 

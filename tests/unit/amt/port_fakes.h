@@ -44,7 +44,8 @@ struct port_fakes {
     std::deque<waiting> write_waits; // in order; when there are no more, ready at once
     std::deque<int> openings;        // errno of each, in order; when there are no more, openings succeed
     std::function<void()> on_pause;
-    bool has_hung_up = false; // what a look at the port tells
+    std::function<void(const std::string &command)> on_command; // of the shell
+    bool has_hung_up = false;                                   // what a look at the port tells
 
     std::string amt_folder = "/missing"; // where "/amt" really lies
     std::deque<writing> file_writings;   // below it, in order; when there are no more, writes are real

@@ -15,6 +15,7 @@
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
 class RadioSteps : public radio_handset {};
@@ -138,6 +139,30 @@ TEST_F(RadioSteps, TakeOnlyAResultOf0ForSuccess)
         EXPECT_THAT(log.records(), IsEmpty());
         EXPECT_EQ(amt_radio_check("A step", "its entry", -104), ERR_UNKNOWN);
         EXPECT_THAT(log.records(), ElementsAre(k_failed + "A step error. call its entry fail: -104"));
+    });
+}
+
+// An operation that fails at everything.
+void amt_test_radios()
+{
+    int count = 0;
+    (void)amt_radio_run(AMT_BT_CHECK);
+    (void)amt_wifi_start_tx(1, 2, 3, "");
+    (void)amt_wifi_stop_tx();
+    (void)amt_wifi_start_rx(1, 2, "");
+    (void)amt_wifi_stop_rx(1, &count);
+    (void)amt_radio_check("a step", "an entry", 1);
+}
+
+TEST_F(RadioSteps, AreToldInTheNameOfTheOperationThatTakesThem)
+{
+    for (const char *entry : {"hwt_btCheck", "hwt_TxTest", "hwt_RxTest"}) {
+        control(entry, "result=-1\n");
+    }
+    in_child([] {
+        const test_log log;
+        amt_test_radios();
+        EXPECT_THAT(log.functions(), ElementsAreArray(std::vector<std::string>(16, "amt_test_radios")));
     });
 }
 
