@@ -40,7 +40,7 @@ std::string switch_to(uint32_t is_start)
 void configure(const char *sound, int32_t rate, int32_t format, int32_t frames)
 {
     ASSERT_LT(strlen(sound), sizeof(amt_cfg_st.m_audio_file_a));
-    strcpy(amt_cfg_st.m_audio_file_a, sound);
+    memcpy(amt_cfg_st.m_audio_file_a, sound, strlen(sound) + 1);
     amt_cfg_st.m_audio_sample_rate = rate;
     amt_cfg_st.m_audio_format = format;
     amt_cfg_st.m_audio_frame_count = frames;
