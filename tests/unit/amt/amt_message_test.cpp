@@ -241,7 +241,7 @@ TEST(MessageAppend, RefusesLengthsThatAU16CannotSay)
 
 TEST(MessageAddLength, MakesTotalAndBodyLonger)
 {
-    byte_vector data = data_bytes("0600bb010000");
+    byte_vector data = data_bytes("0600bb010700"); // the body is counted anew
     EXPECT_EQ(amt_message_add_length(data.data(), 300), ERR_NONE);
     EXPECT_TRUE(same_bytes(data, data_bytes("3201bb012c01")));
     EXPECT_EQ(amt_message_add_length(data.data(), 0), ERR_NONE);

@@ -181,6 +181,20 @@ TEST(Sound, WithoutAPlayerOrAFileIsNotAnswered)
     }
 }
 
+TEST(Sound, WithoutAPlayerTellsWhy)
+{
+    in_child([] {
+        const device_handset handset;
+        configure(k_sound, 44100, 2, 1024);
+        handset.put("/system/bin", "no folder");
+        handset.put(k_sound, "");
+        const outcome seen = handset.ask(amt_device_audio, AMT_CHANNEL_APP, switch_to(1));
+        EXPECT_EQ(seen.result, ERR_C_FUNCTION);
+        EXPECT_THAT(seen.told,
+                    ElementsAre(k_failed_call + "access(\"/system/bin/amt-audio\") fail: 20 - Not a directory"));
+    });
+}
+
 struct failure_row {
     const char *name;
     command_end end;
@@ -374,6 +388,7 @@ const loop_row k_loops_a[] = {
     {"no type",              message_with(31, {{15, 1}}),      "(0, 1)",  "enable:1; type:0."},
     {"neither",              message_of(31),                 "(0, 1)",  "enable:1; type:0."},
     {"a negative type",      loop_request(1, UINT32_MAX),    "(-1, 1)", "enable:1; type:-1."},
+    {"the least type",       loop_request(1, 0x80000000),    "(-2147483648, 1)", "enable:1; type:-2147483648."},
     {"numbers of one byte",  "1200bb1f0c00ee0f01010001ee1e01010007", "(7, 1)", "enable:1; type:7."},
     {"a switch of no bytes", "0b00bb1f0500ee0f010000",       "(0, 0)",  "enable:0; type:0."},
 };

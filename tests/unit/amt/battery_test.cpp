@@ -169,6 +169,8 @@ constexpr value_row k_values_a[] = {
     {"the largest",        "4294967295",  "ffffffff", "info | ADC value: 4294967295"},
     {"behind line ends",   "\n\n 12\n",   "0c000000", "info | ADC value: 12"},
     {"text behind",        "12 mV",       "0c000000", "info | ADC value: 12"},
+    {"a zero in front",    "010\n",       "0a000000", "info | ADC value: 10"},
+    {"0 and text behind",  "0x10\n",      "00000000", "info | ADC value: 0"},
 };
 // clang-format on
 
@@ -279,6 +281,17 @@ TEST(BatteryConverter, LeavesNoValueOfBefore)
         value = 77;
         EXPECT_EQ(amt_read_adc(&value), ERR_UNKNOWN) << "there is no driver";
         EXPECT_EQ(value, 0U);
+    });
+}
+
+TEST(BatteryConverter, IsToldOfBeforeItIsAsked)
+{
+    in_child([] {
+        const test_log log; // and no handset
+        uint32_t value = 0;
+        EXPECT_EQ(amt_read_adc(&value), ERR_UNKNOWN);
+        EXPECT_THAT(log.records(), ElementsAre("func | ", "func | ", "info | system(" + k_question + ") OK",
+                                               "sys error | open: 2 - No such file or directory"));
     });
 }
 

@@ -81,6 +81,17 @@ TEST(Context, KeepsThePlatformModeThatItIsGiven)
     });
 }
 
+TEST(Context, IsClearedInAStartThatIsUnderWay)
+{
+    in_child([] {
+        g_init_state = AMT_INIT_RUNNING;
+        g_usb_state = 1;
+        amt_context_clear();
+        EXPECT_EQ(g_init_state, AMT_INIT_RUNNING) << "which goes on";
+        EXPECT_EQ(g_usb_state, 1) << "what is known of the cable is no part of it";
+    });
+}
+
 TEST(Context, KnowsNothingOfModemAndCableBeforeTheStart)
 {
     in_child([] {

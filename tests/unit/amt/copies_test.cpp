@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <future>
+#include <memory>
 #include <thread>
 
 #include "amt/channels/release.h"
@@ -68,6 +69,29 @@ TEST(Copy, HasNoHandleOfAThreadThatItDoesNotHave)
             EXPECT_EQ(context.m_thread_app, 0U);
         });
         EXPECT_EQ(context.m_thread_modem, other.handle()) << "nothing is changed for the one that was copied";
+    });
+}
+
+TEST(Copy, IsOfOneThreadWhicheverBecameAWorkerLast)
+{
+    in_child([] {
+        amt_context_clear();
+        amt_prepare_copies();
+        handle_context &context = handle_context_st;
+        pub_util_admit_kill(&context.m_thread_pc);
+        const auto is_worker = std::make_shared<std::promise<void>>();
+        std::thread worker([&context, is_worker] {
+            pub_util_admit_kill(&context.m_thread_app);
+            is_worker->set_value();
+            pub_util_park();
+        });
+        is_worker->get_future().wait();
+        in_child([&context] {
+            EXPECT_EQ(context.m_thread_pc, pthread_self());
+            EXPECT_EQ(context.m_thread_app, 0U);
+        });
+        EXPECT_EQ(context.m_thread_app, worker.native_handle());
+        worker.detach(); // it ends with the process
     });
 }
 

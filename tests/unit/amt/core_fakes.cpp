@@ -44,7 +44,7 @@ int __wrap_close(int fd)
 int __wrap__Z18pub_util_run_shellPKc(const char *command)
 {
     g_fake.commands.emplace_back(command);
-    return 0;
+    return g_fake.command_status;
 }
 
 void __wrap__Z17pub_util_sleep_msj(uint32_t milliseconds)

@@ -13,6 +13,7 @@ struct core_fakes {
     int write_error = 0;    // with this errno; 0: it is cut to write_count bytes instead
     size_t write_count = 0;
     std::vector<std::string> commands;    // what would have been run by the shell
+    int command_status = 0;               // of each of them
     std::vector<uint32_t> pauses;         // milliseconds that would have been slept
     std::function<void()> on_pause;       // happens in place of each pause
     std::function<void(int fd)> on_close; // happens before each close

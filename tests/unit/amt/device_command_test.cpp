@@ -75,6 +75,15 @@ TEST(DeviceCommand, ThatFailedIsToldBeforeItIsTriedAgain)
     });
 }
 
+TEST(DeviceCommand, IsToldOfBeforeItIsRun)
+{
+    in_child([] {
+        const test_log log;
+        EXPECT_EQ(amt_device_do_command(k_command), ERR_NONE);
+        EXPECT_THAT(log.records(), ElementsAre("func | ", k_success));
+    });
+}
+
 TEST(DeviceCommand, IsCutBehind98Characters)
 {
     for (const size_t length : {0U, 97U, 98U, 99U, 200U}) {

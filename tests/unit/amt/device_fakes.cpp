@@ -129,6 +129,8 @@ int __wrap_open(const char *path, int flags, mode_t mode)
     if (real == path) {
         return __real_open(path, flags, mode);
     }
+    EXPECT_NE(flags & O_CLOEXEC, 0) << "no command of the shell is to have " << path;
+    EXPECT_NE(flags & O_NOCTTY, 0) << "no tty is to end the service that stands for " << path;
     if (!happens(purpose(flags) + path)) {
         return -1;
     }
@@ -213,6 +215,7 @@ int __wrap_statfs(const char *path, struct statfs *info)
 int __real_access(const char *path, int mode);
 int __wrap_access(const char *path, int mode)
 {
+    EXPECT_EQ(mode, F_OK) << "who may read " << path << " is the player's business";
     return __real_access(real_path(path).c_str(), mode);
 }
 

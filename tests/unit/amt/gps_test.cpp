@@ -37,12 +37,20 @@ struct switch_row {
 std::vector<switch_row> switch_rows()
 {
     return {
-        {"0", int_atom(140, 0), "0", k_stop},        {"missing", "", "0", k_stop},
-        {"empty", bytes_atom(140, ""), "0", k_stop}, {"another atom", int_atom(141, 1), "0", k_stop},
-        {"1", int_atom(140, 1), "1", k_start},       {"3", int_atom(140, 3), "3", k_start},
-        {"4", int_atom(140, 4), "4", k_start},       {"256", int_atom(140, 256), "256", k_start},
-        {"258", int_atom(140, 258), "258", k_start}, {"-1", int_atom(140, 0xFFFFFFFF), "-1", k_start},
-        {"2", int_atom(140, 2), "2", k_check},       {"2 in one byte", bytes_atom(140, "\x02"), "2", k_check},
+        {"0", int_atom(140, 0), "0", k_stop},
+        {"missing", "", "0", k_stop},
+        {"empty", bytes_atom(140, ""), "0", k_stop},
+        {"another atom", int_atom(141, 1), "0", k_stop},
+        {"1", int_atom(140, 1), "1", k_start},
+        {"3", int_atom(140, 3), "3", k_start},
+        {"4", int_atom(140, 4), "4", k_start},
+        {"256", int_atom(140, 256), "256", k_start},
+        {"258", int_atom(140, 258), "258", k_start},
+        {"-1", int_atom(140, 0xFFFFFFFF), "-1", k_start},
+        {"65536", int_atom(140, 65536), "65536", k_start},
+        {"65538", int_atom(140, 65538), "65538", k_start},
+        {"2", int_atom(140, 2), "2", k_check},
+        {"2 in one byte", bytes_atom(140, "\x02"), "2", k_check},
     };
 }
 
@@ -141,6 +149,7 @@ TEST_F(Gps, SatelliteIsReadByItsIndex)
         {"another atom", int_atom(140, 5), "0"},
         {"one byte", bytes_atom(141, "\x07"), "7"},
         {"256", int_atom(141, 256), "256"},
+        {"65536", int_atom(141, 65536), "65536"},
         {"-1", int_atom(141, 0xFFFFFFFF), "-1"},
     };
     control("hwt_gpsCtrl", "svid=21\ncnr=38\n");
@@ -179,6 +188,19 @@ TEST_F(Gps, SatelliteHasNumbersOf32BitsOr0)
         EXPECT_THAT(seen.at_application, ElementsAre(satellite_answer(0, 0)));
         EXPECT_EQ(seen.told.back(), "info | GPS-READ-SIGNAL end. return:0; svid:0; cnr:0.");
     });
+}
+
+TEST_F(Gps, SatelliteGoesOutBareOnEveryChannelButTheStations)
+{
+    control("hwt_gpsCtrl", "svid=21\ncnr=38\n");
+    for (const uint8_t channel : {uint8_t{3}, uint8_t{254}}) {
+        with_bench([channel](radio_bench &bench) {
+            const outcome seen = bench.ask(amt_gps_read_result, channel, message_of(178, int_atom(141, 3)));
+            EXPECT_EQ(seen.result, ERR_NONE);
+            EXPECT_THAT(seen.at_application, ElementsAre(satellite_answer(38, 21))) << static_cast<int>(channel);
+            EXPECT_THAT(seen.at_station, IsEmpty());
+        });
+    }
 }
 
 TEST_F(Gps, SatelliteThatCannotBeReadIsNotAnswered)

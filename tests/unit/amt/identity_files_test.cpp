@@ -88,6 +88,19 @@ TEST(MakeFolder, TellsWhyItCannot)
     });
 }
 
+TEST(MakeFolder, DoesNotCareWhatBecomesOfItsCommands)
+{
+    in_child([] {
+        const temp_folder folder;
+        const std::string path = folder.path("amt");
+        const test_log log;
+        g_fake.command_status = 256;
+        EXPECT_EQ(amt_make_folder(path.c_str()), ERR_NONE);
+        EXPECT_THAT(g_fake.commands, ElementsAre("chgrp -R radio " + path, "chmod 766 " + path));
+        EXPECT_EQ(log.records().back(), "info | amt_make_folder mkdir(" + path + ") successfully");
+    });
+}
+
 TEST(MakeFolder, CutsItsCommandsTo99Characters)
 {
     in_child([] {
@@ -272,6 +285,18 @@ TEST(SyncFiles, PausesBeforeEachOfTwoRounds)
         EXPECT_THAT(g_fake.pauses, ElementsAre(50U, 50U));
         EXPECT_THAT(g_fake.commands, ElementsAre("/system/bin/sync", "/system/bin/sync"));
         EXPECT_THAT(steps, ElementsAre("after 0", "after 1"));
+    });
+}
+
+TEST(SyncFiles, TakesBothRoundsThoughTheFirstFails)
+{
+    in_child([] {
+        const test_log log;
+        g_fake.command_status = 256;
+        amt_sync_files();
+        EXPECT_THAT(g_fake.pauses, ElementsAre(50U, 50U));
+        EXPECT_THAT(g_fake.commands, ElementsAre("/system/bin/sync", "/system/bin/sync"));
+        EXPECT_THAT(log.records(), IsEmpty());
     });
 }
 

@@ -7,10 +7,13 @@
 #include <signal.h>
 #include <stdint.h>
 #include <string.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <future>
+#include <memory>
 #include <string>
 #include <thread>
 #include <utility>
@@ -18,6 +21,7 @@
 
 #include "amt/channels/timers.h"
 #include "amt/core/context.h"
+#include "pub/base/wait.h"
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
@@ -27,6 +31,7 @@ namespace {
 using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 TEST(Release, IsClaimedByExactlyOneThread)
 {
@@ -44,11 +49,6 @@ TEST(Release, IsClaimedByExactlyOneThread)
     });
 }
 
-bool is_open(int fd)
-{
-    return fcntl(fd, F_GETFD) >= 0;
-}
-
 // The records of a log that begin with any of these.
 std::vector<std::string> records_of(const test_log &log, const std::vector<std::string> &beginnings)
 {
@@ -61,6 +61,55 @@ std::vector<std::string> records_of(const test_log &log, const std::vector<std::
         }
     }
     return result;
+}
+
+// Starts a worker that waits for its end. Returns its number in the log.
+pid_t start_worker(pub_util_thread *handle)
+{
+    const auto number = std::make_shared<std::promise<pid_t>>();
+    std::thread([handle, number] {
+        pub_util_admit_kill(handle);
+        number->set_value(gettid());
+        pub_util_sleep_seconds(1000);
+        _exit(1);
+    }).detach();
+    return number->get_future().get();
+}
+
+TEST(Release, EndsTheWorkersInTheirOrder)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        const test_log log;
+        amt_context_clear();
+        handle_context &context = handle_context_st;
+        pub_util_thread *const workers_a[] = {&context.m_thread_modem, &context.m_thread_pc, &context.m_thread_usb,
+                                              &context.m_thread_app};
+        std::vector<std::string> expected;
+        for (pub_util_thread *worker : workers_a) {
+            expected.push_back("info | thread " + std::to_string(start_worker(worker)) + " will be end");
+        }
+        EXPECT_EQ(amt_handle_deinit(), -1) << "there is no pseudo-terminal to close";
+        EXPECT_THAT(records_of(log, {"info | thread "}), ElementsAreArray(expected));
+        for (const pub_util_thread *worker : workers_a) {
+            EXPECT_EQ(*worker, 0U);
+        }
+    });
+}
+
+TEST(Release, DoesNotTryToEndAWorkerThatIsNotThere)
+{
+    in_child([] {
+        const test_log log;
+        amt_context_clear();
+        EXPECT_EQ(amt_handle_deinit(), -1);
+        EXPECT_THAT(log.text(), Not(HasSubstr("| pub_util_kill_thread ")));
+    });
+}
+
+bool is_open(int fd)
+{
+    return fcntl(fd, F_GETFD) >= 0;
 }
 
 TEST(Release, ClosesEveryChannelThatIsOpen)
@@ -160,6 +209,23 @@ TEST(Release, TellsOfTheChannelsThatItClosesOnly)
         EXPECT_THAT(records_of(log, {"info | close "}),
                     ElementsAreArray({"info | close m_fd_at[" + std::to_string(fd) + "]"}));
     });
+}
+
+TEST(Release, IsNotForAWorkerThatSomebodyIsEnding)
+{
+    const int status = wait_status_of_child([] {
+        pub_util_block_ending_signals();
+        amt_context_clear();
+        std::thread worker([] {
+            pub_util_thread own{0};
+            pub_util_admit_kill(&own);
+            (void)pthread_kill(own.exchange(0), SIGUSR1); // as pub_util_kill_thread does
+            amt_handle_end_service(&own);
+        });
+        worker.join();
+        _exit(amt_handle_claim_deinit() ? 42 : 1);
+    });
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 42) << status;
 }
 
 pub_util_thread g_workers_a[4];

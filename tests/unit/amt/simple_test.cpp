@@ -186,6 +186,19 @@ TEST(LcdBrightness, OfBeforeIsTheOneBeforeTheFirstRequest)
     });
 }
 
+TEST(LcdBrightness, OfBeforeMayBeDark)
+{
+    in_child([] {
+        const device_handset handset;
+        handset.put(k_lcd, "0\n");
+        EXPECT_EQ(ask_lcd(handset, 20).result, ERR_NONE);
+        handset.put(k_lcd, "99\n"); // by somebody else
+        const outcome seen = ask_lcd(handset, 300);
+        EXPECT_EQ(handset.content(k_lcd), "0");
+        EXPECT_THAT(seen.events, ElementsAre(k_lcd_write, k_lcd_close, "send")) << "0 is known";
+    });
+}
+
 TEST(LcdBrightness, ThatCannotBeReadIsToldAndTriedAgain)
 {
     in_child([] {

@@ -90,6 +90,8 @@ constexpr selector_row k_selectors_a[] = {
     {"2",                   "2\n",   "2",  false},
     {"below 0",             "-1\n",  "-1", false},
     {"a number with a 1",   "10\n",  "10", false},
+    {"a zero in front",     "010\n", "10", false},
+    {"0 and text behind",   "0x1\n", "0",  false},
 };
 // clang-format on
 

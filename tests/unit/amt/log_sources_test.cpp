@@ -1,0 +1,106 @@
+// Where the records of the device tests say that they come from. Only a log that is closed tells: it leaves the source
+// of each record that comes too late beside it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "amt/at-local/device-at.h"
+#include "amt/device/audio.h"
+#include "amt/device/battery.h"
+#include "amt/device/bluetooth.h"
+#include "amt/device/camera.h"
+#include "amt/device/command.h"
+#include "amt/device/device-info.h"
+#include "amt/device/gps.h"
+#include "amt/device/handset-state.h"
+#include "amt/device/kernel-file.h"
+#include "amt/device/radio.h"
+#include "amt/device/simple.h"
+#include "amt/device/storage.h"
+#include "amt/device/wifi.h"
+#include "amt/identity/handshake-permit.h"
+#include "amt/identity/identity-files.h"
+#include "amt/identity/wifi-address.h"
+#include "amt/platform-library.h"
+#include "tests/support/in_child.h"
+#include "tests/support/test_log.h"
+#include "tests/unit/amt/device_fakes.h"
+
+namespace {
+
+using ::testing::StartsWith;
+
+struct source_row {
+    const char *first; // of the records: its source and its function
+    void (*tell)();
+};
+
+void treat_a_line()
+{
+    handle_context_st.m_request = buffer_with(hex_of("AT^DBTCTRL=9\r"));
+    (void)handle_amt_device_at();
+}
+
+void write_nowhere()
+{
+    (void)amt_device_write_number("/sys/none", 1);
+}
+
+void blame_a_radio()
+{
+    (void)amt_radio_check("", "", 1);
+}
+
+template <amt_handle_func handler>
+void refuse()
+{
+    (void)handler(255, nullptr, nullptr);
+}
+
+// clang-format off
+const source_row k_sources_a[] = {
+    {"amt/amt-device -> amt_device_audio -> ",                 refuse<amt_device_audio>},
+    {"amt/amt-device -> amt_device_audio_loop -> ",            refuse<amt_device_audio_loop>},
+    {"amt/amt-device -> amt_device_battery_voltage -> ",       refuse<amt_device_battery_voltage>},
+    {"amt/amt-device -> amt_device_battery_voltage_check -> ", refuse<amt_device_battery_voltage_check>},
+    {"amt/amt-device -> amt_device_bt -> ",                    refuse<amt_device_bt>},
+    {"amt/amt-device -> amt_device_bt_address -> ",            refuse<amt_device_bt_address>},
+    {"amt/amt-device -> amt_device_camera -> ",                refuse<amt_device_camera>},
+    {"amt/amt-device -> amt_device_camera_control -> ",        refuse<amt_device_camera_control>},
+    {"amt/amt-device -> amt_read_dev_info -> ",                refuse<amt_read_dev_info>},
+    {"amt/amt-device -> amt_enter_idle -> ",                   refuse<amt_enter_idle>},
+    {"amt/amt-gps -> amt_gps_control -> ",                     refuse<amt_gps_control>},
+    {"amt/amt-gps -> amt_gps_test -> ",                        refuse<amt_gps_test>},
+    {"amt/amt-gps -> amt_gps_read_result -> ",                 refuse<amt_gps_read_result>},
+    {"amt/amt-device -> amt_device_lcd_color -> ",             refuse<amt_device_lcd_color>},
+    {"amt/amt-device -> amt_device_lcd_brightness -> ",        refuse<amt_device_lcd_brightness>},
+    {"amt/amt-device -> amt_device_vibrator -> ",              refuse<amt_device_vibrator>},
+    {"amt/amt-device -> amt_device_button_backlight -> ",      refuse<amt_device_button_backlight>},
+    {"amt/amt-device -> amt_device_tf_card -> ",               refuse<amt_device_tf_card>},
+    {"amt/amt-device -> amt_device_wifi_address -> ",          refuse<amt_device_wifi_address>},
+    {"amt/amt-device -> amt_device_wifi_rtx_test -> ",         refuse<amt_device_wifi_rtx_test>},
+    {"amt/amt-device -> amt_device_do_command -> ",            [] { (void)amt_device_do_command("true"); }},
+    {"amt/amt-device -> write_nowhere -> ",                    write_nowhere},
+    {"amt/amt-device -> blame_a_radio -> ",                    blame_a_radio},
+    {"amt/amt-device -> decide_platform_lib_name -> ",         decide_platform_lib_name},
+    {"amt/amt-handle -> handle_amt_device_at -> ",             treat_a_line},
+    {"amt/amt-handle -> amt_make_folder -> ",                  [] { (void)amt_make_folder("/sys"); }},
+    {"amt/amt-handle -> amt_write_wifi_address -> ",           [] { (void)amt_write_wifi_address(""); }},
+    {"amt/amt-handle -> handle_amt_damt1_operation -> ",       [] { (void)handle_amt_damt1_operation(9, nullptr); }},
+};
+// clang-format on
+
+TEST(LogSources, AreThoseOfTheDeviceTests)
+{
+    for (const source_row &row : k_sources_a) {
+        in_child([&row] {
+            const test_log log;
+            sfw_log_stop(nullptr);
+            row.tell();
+            EXPECT_THAT(read_whole_file(log.folder() + "/log_internal.log"), StartsWith(row.first));
+        });
+    }
+}
+
+} // namespace
