@@ -2,18 +2,15 @@
 //
 // Behind a fork of several threads the sanitizer watches the child no longer, and no longer hands a signal to the
 // handler that it keeps for the child. So the child has the system itself run the handlers that were set before.
-#include <dlfcn.h>
 #include <pthread.h>
 #include <signal.h>
 
 #include <array>
 
+// The C library's own, which the sanitizer does not stand before.
+extern "C" int __sigaction(int, const struct sigaction *, struct sigaction *); // NOLINT(bugprone-reserved-identifier)
+
 namespace {
-
-using sigaction_function = int (*)(int, const struct sigaction *, struct sigaction *);
-
-// The system's own, behind the sanitizer's.
-sigaction_function g_system_sigaction = nullptr;
 
 constexpr int k_signals_a[] = {SIGTERM, SIGUSR1, SIGUSR2};
 std::array<struct sigaction, 3> g_actions;
@@ -29,17 +26,13 @@ void note_handlers()
 void set_handlers_in_child()
 {
     for (size_t i = 0; i < g_actions.size(); i++) {
-        (void)g_system_sigaction(k_signals_a[i], &g_actions[i], nullptr);
+        (void)__sigaction(k_signals_a[i], &g_actions[i], nullptr);
     }
 }
 
 __attribute__((constructor)) void prepare_for_forks()
 {
-    void *library = dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD);
-    g_system_sigaction = reinterpret_cast<sigaction_function>(dlsym(library, "sigaction"));
-    if (g_system_sigaction != nullptr) {
-        (void)pthread_atfork(note_handlers, nullptr, set_handlers_in_child);
-    }
+    (void)pthread_atfork(note_handlers, nullptr, set_handlers_in_child);
 }
 
 } // namespace
