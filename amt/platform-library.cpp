@@ -47,8 +47,8 @@ void tell_end(const misc_entry &entry, int result, log_caller caller)
 }
 
 // Loads the library, hands the entry to `call`, and unloads the library; without the entry it stays loaded. Stores what
-// the entry returned. Told as the service's own. `detail` stands behind the beginning in the log. ERR_C_FUNCTION
-// without the library or the entry.
+// the entry returned. It is told in the name of the caller, with `detail` behind the beginning. ERR_C_FUNCTION without
+// the library or the entry.
 template <typename entry_type, typename call_type>
 int32_t call_library(const misc_entry &entry, const char *detail, int32_t *returned, const call_type &call,
                      log_caller caller = log_caller::here())

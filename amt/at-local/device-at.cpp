@@ -203,7 +203,7 @@ int32_t treat_number(const device_line &line)
     uint32_t length = 0;
     const int32_t result = handle_amt_get_at_para(line.m_prefix, parameter, &length);
     log_info("getted parameter:%s. prefix:%s; rtn:%d.", parameter, line.m_prefix, result);
-    at_fields none("");
+    at_fields none(""); // there are no others
     return result == ERR_NONE ? line.m_answer(amt_get_field_number(parameter), none) : answer(result);
 }
 

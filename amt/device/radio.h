@@ -1,7 +1,6 @@
-// The steps of the radio tests, each one call of the maker's library, told in the log with its outcome, as the
-// caller's own. They are asked
-// for by messages and by lines alike. Each returns ERR_NONE, or ERR_UNKNOWN when the library returned anything but 0,
-// and blocks until the library is done, which may take seconds. Of the reader's thread.
+// The steps of the radio tests, each one call of the maker's library, told in the log with its outcome in the name of
+// the caller. They are asked for by messages and by lines alike. Each returns ERR_NONE, or ERR_UNKNOWN when the library
+// returned anything but 0, and blocks until the library is done, which may take seconds. Of the reader's thread.
 #pragma once
 
 #include <stdint.h>
