@@ -1,6 +1,7 @@
 // The start of Bluetooth, which doubles the service: both acknowledge, both go on, and each ends by itself.
 #include <signal.h>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,15 @@ class copying : public arrangement {
     // The copy is the one that starts Bluetooth; its only thread has the number of the process.
     long wait_copy() const { return this->m_handset.wait_log("BT-start start").thread_id; }
 
-    bool lives(long pid) const { return this->m_handset.files.exists("/proc/" + std::to_string(pid)); }
+    // One that has ended stays in the kernel's list until the service has, which does not wait for it.
+    bool lives(long pid) const
+    {
+        try {
+            return state_in("/proc/" + std::to_string(pid) + "/stat") != 'Z';
+        } catch (const std::runtime_error &) {
+            return false; // nowhere any more
+        }
+    }
 
     void end_copy(long pid)
     {
@@ -34,13 +43,19 @@ class copying : public arrangement {
         EXPECT_THAT(this->m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
     }
 
-    // Whether each thread of a process is in the state, a letter as the kernel tells it.
+    // A letter, as the kernel tells it behind the name.
+    char state_in(const std::string &stat) const
+    {
+        const std::string text = this->m_handset.files.read(stat);
+        return text.at(text.rfind(')') + 2);
+    }
+
+    // Whether each thread of a process is in the state.
     bool is_all(long pid, char state) const
     {
         const std::string tasks = "/proc/" + std::to_string(pid) + "/task/";
         for (const std::string &task : this->m_handset.files.list(tasks)) {
-            const std::string stat = this->m_handset.files.read(tasks + task + "/stat");
-            if (stat.at(stat.rfind(')') + 2) != state) {
+            if (state_in(tasks + task + "/stat") != state) {
                 return false;
             }
         }
@@ -113,6 +128,17 @@ TEST_F(BluetoothOfAStation, LeavesACopyThatServesAlone)
     (void)end(service);
     EXPECT_EQ(ask(m_gps_test), m_gps_tested) << "the service's end is not the copy's";
     end_copy(copy);
+}
+
+TEST_F(BluetoothOfAStation, LeavesAServiceThatOutlivesTheCopy)
+{
+    const emulator::process service = start_reading();
+    EXPECT_EQ(ask(station::message(0xAA)), m_done);
+    EXPECT_EQ(receive(), m_done);
+    end_copy(wait_copy());
+    EXPECT_EQ(ask(m_gps_test), m_gps_tested);
+    expect_relay("ATI\r", "\r\nOK\r\n");
+    (void)end(service);
 }
 
 TEST_F(BluetoothOfAStation, ThatDoesNotStartIsAcknowledgedAndThenRefusedByTheCopy)

@@ -3,6 +3,8 @@
 // The sanitizer holds back a signal that arrives inside a call which it does not know to block, and these it does not
 // know: a worker that is ended there would never end. So what would block waits in poll(2), which it does know. A
 // hang-up that ends a wait in read is an error, one that came before is the end of the file: as without sanitizer.
+// Where another process reads the same tty, what poll saw may be gone, and the read blocks after all: a signal then has
+// to interrupt it, so no handler is set to have calls begun again.
 // A write is made in pieces that are taken at once, so a reader may see the begin of a long one earlier than the rest.
 //
 // The sanitizer takes a descriptor for memory: one that is closed or opened while another thread reads or writes it is
@@ -13,6 +15,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -31,6 +34,7 @@ namespace {
 
 using read_function = ssize_t (*)(int, void *, size_t);
 using write_function = ssize_t (*)(int, const void *, size_t);
+using sigaction_function = int (*)(int, const struct sigaction *, struct sigaction *);
 
 constexpr size_t k_tty_room = 256; // a pseudo-terminal finds room in steps of this size
 
@@ -147,17 +151,32 @@ int from_poll(const pollfd &look, fd_set *readable, fd_set *writable)
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
+int sigaction(int signal_number, const struct sigaction *action, struct sigaction *before)
+{
+    static const auto next = reinterpret_cast<sigaction_function>(dlsym(RTLD_NEXT, "sigaction"));
+    if (action == nullptr) {
+        return next(signal_number, action, before);
+    }
+    struct sigaction interrupting = *action;
+    interrupting.sa_flags &= ~SA_RESTART;
+    return next(signal_number, &interrupting, before);
+}
+
 ssize_t read(int fd, void *bytes, size_t count)
 {
     pollfd look = {fd, POLLIN, 0};
-    if (!may_block(fd) || poll(&look, 1, 0) != 0) {
+    if (!may_block(fd)) {
         return read_from(fd, bytes, count);
     }
-    if (wait_on(&look) < 0) {
-        return -1;
-    }
-    const ssize_t result = read_from(fd, bytes, count);
-    if (result == 0 && (look.revents & POLLHUP) != 0 && isatty(fd) == 0 && errno == EIO) {
+    ssize_t result = -1;
+    const bool has_waited = poll(&look, 1, 0) == 0;
+    do {
+        if (wait_on(&look) < 0) {
+            return -1;
+        }
+        result = read_from(fd, bytes, count);
+    } while (result < 0 && errno == EINTR); // held back: poll lets it in
+    if (has_waited && result == 0 && (look.revents & POLLHUP) != 0 && isatty(fd) == 0 && errno == EIO) {
         return -1;
     }
     return result;
@@ -175,6 +194,9 @@ ssize_t write(int fd, const void *bytes, size_t count)
         const ssize_t written =
             wait_on(&look) < 0 ? -1
                                : write_to(fd, static_cast<const char *>(bytes) + done, std::min(piece, count - done));
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
         if (written < 0) {
             return done == 0 ? -1 : static_cast<ssize_t>(done); // as an interrupted write that has begun
         }
