@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <unistd.h>
 
+#include "amt/channels/copies.h"
 #include "amt/core/command-names.h"
 #include "amt/core/context.h"
 #include "amt/core/response.h"
@@ -33,6 +34,7 @@ bool reopen_after_hang_up()
 {
     pub_pty &pty = handle_context_st.m_pty;
     log_info("pty disconnect: pts name(%s), pts mapping name(%s)", pty.m_pts_name_a, pty.m_pts_mapping_name_a);
+    const shared_turn turn;    // a copy is told of the same hang-up at the same moment
     (void)pub_pty_close(&pty); // opening it again closes what is left
     if (pub_pty_open(&pty) == ERR_NONE) {
         return true;

@@ -212,4 +212,18 @@ TEST_F(BluetoothOfAnApplication, IsAcknowledgedTwiceAndBothGoOn)
     end_copy(copy);
 }
 
+TEST_F(BluetoothOfAnApplication, LeavesAPortToWhoeverOpensItsPathAgain)
+{
+    const emulator::process service = start_up();
+    emulator::tty app = open_app();
+    EXPECT_EQ(ask(app, station::message(0xAA)), done(0xAB));
+    EXPECT_EQ(receive(app), done(0xAB));
+    const size_t before = ports_made();
+    app.hang_up();
+    emulator::wait_until("a port of each", [&] { return ports_made() == before + 2; });
+    app = open_app();
+    EXPECT_EQ(ask(app, station::message(0xB0)), done(0xAF));
+    (void)end(service);
+}
+
 } // namespace

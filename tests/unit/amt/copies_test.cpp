@@ -2,13 +2,17 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <future>
+#include <iterator>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "amt/channels/release.h"
@@ -177,6 +181,67 @@ TEST(Copy, FindsItselfAloneHoweverOftenItWasPrepared)
             in_child([] { EXPECT_EQ(handle_context_st.m_thread_usb, 0U) << "also a copy of the copy"; });
             EXPECT_EQ(handle_context_st.m_thread_usb, 0U);
         });
+    });
+}
+
+// --- turns
+
+char state_of(pid_t pid)
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    const size_t name_end = text.rfind(')');
+    return name_end == std::string::npos ? ' ' : text[name_end + 2];
+}
+
+TEST(SharedTurn, IsOneProcesssAtATime)
+{
+    in_child([] {
+        amt_prepare_copies();
+        int ends_a[2];
+        ASSERT_EQ(pipe(ends_a), 0);
+        pid_t copy = 0;
+        {
+            const shared_turn turn;
+            copy = fork();
+            if (copy == 0) {
+                const shared_turn next;
+                _exit(write(ends_a[1], "c", 1) == 1 ? 0 : 1);
+            }
+            while (state_of(copy) != 'S' && state_of(copy) != 'Z') { // until it waits, or has not waited
+                (void)sched_yield();
+            }
+            ASSERT_EQ(write(ends_a[1], "p", 1), 1);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(copy, &status, 0), copy);
+        EXPECT_EQ(status, 0);
+        char order_a[3] = "";
+        EXPECT_EQ(read(ends_a[0], order_a, 2), 2);
+        EXPECT_STREQ(order_a, "pc");
+    });
+}
+
+TEST(SharedTurn, OfAProcessThatDiedInItIsNotWaitedForForEver)
+{
+    in_child([] {
+        amt_prepare_copies();
+        (void)wait_status_of_child([] {
+            static const shared_turn turn; // whose end never comes
+            _exit(0);
+        });
+        {
+            const shared_turn late;
+        }
+        in_child([] { const shared_turn at_once; });
+    });
+}
+
+TEST(SharedTurn, OfAProcessThatHasNoCopiesIsItsOwn)
+{
+    in_child([] {
+        const shared_turn turn;
+        const shared_turn another;
     });
 }
 
