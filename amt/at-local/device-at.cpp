@@ -1,6 +1,7 @@
 #include "amt/at-local/device-at.h"
 
 #include <hwt.h>
+#include <stddef.h>
 #include <string.h>
 
 #include "amt/at-local/at-fields.h"
@@ -41,29 +42,29 @@ bool get_number(at_fields &fields, const char *name, int *number)
 
 // --- connections, Bluetooth
 
-int32_t check_connection(int32_t radio, at_fields &)
+int32_t check_connection(int32_t radio)
 {
     switch (radio) {
     case 0:
-        return answer(amt_radio_run(AMT_WIFI_CHECK));
+        return amt_radio_run(AMT_WIFI_CHECK);
     case 1:
-        return answer(amt_radio_run(AMT_GPS_CHECK));
+        return amt_radio_run(AMT_GPS_CHECK);
     case 3:
-        return answer(amt_radio_run(AMT_BT_CHECK));
+        return amt_radio_run(AMT_BT_CHECK);
     default:
-        return answer(unknown(radio));
+        return unknown(radio);
     }
 }
 
-int32_t switch_bluetooth(int32_t position, at_fields &)
+int32_t switch_bluetooth(int32_t position)
 {
     switch (position) {
     case 0:
-        return answer(amt_radio_run(AMT_BT_STOP));
+        return amt_radio_run(AMT_BT_STOP);
     case 1:
-        return answer(amt_radio_run(AMT_BT_START));
+        return amt_radio_run(AMT_BT_START);
     default:
-        return answer(unknown(position));
+        return unknown(position);
     }
 }
 
@@ -179,37 +180,54 @@ int32_t test_receiving(int32_t control, at_fields &fields)
 
 // --- the lines
 
-// A line with fields, the first of which has a name; without one its whole parameter is one number.
-struct device_line {
+// One whose whole parameter is a number.
+struct number_line {
+    const char *m_prefix;
+    int32_t (*m_carry_out)(int32_t number);
+};
+
+// One with fields, of which the first is a number, too.
+struct field_line {
     const char *m_prefix;
     const char *m_first_field;
     int32_t (*m_answer)(int32_t number, at_fields &others);
 };
 
-// In the order tried, which decides for a request that holds several of the prefixes.
+// In the order tried, the numbers before the fields, which decides for a request that holds several of the prefixes.
 // clang-format off
-constexpr device_line k_lines_a[] = {
-    {"AT^DDEVCONNCHK=", nullptr,   check_connection},
-    {"AT^DBTCTRL=",     nullptr,   switch_bluetooth},
-    {"AT^DGPSCTRL=",    "flag",    control_gps},
-    {"AT^DWLTSD=",      "control", test_sending},
-    {"AT^DWLTRD=",      "control", test_receiving},
+constexpr number_line k_number_lines_a[] = {
+    {"AT^DDEVCONNCHK=", check_connection},
+    {"AT^DBTCTRL=",     switch_bluetooth},
+};
+constexpr field_line k_field_lines_a[] = {
+    {"AT^DGPSCTRL=", "flag",    control_gps},
+    {"AT^DWLTSD=",   "control", test_sending},
+    {"AT^DWLTRD=",   "control", test_receiving},
 };
 // clang-format on
 
-int32_t treat_number(const device_line &line)
+// The first whose prefix stands in the request; null when none does.
+template <typename line_type, size_t count>
+const line_type *find_line(const line_type (&lines)[count])
 {
-    char parameter[AMT_AT_PARAMETER_MAX + 1] = "";
-    uint32_t length = 0;
-    const int32_t result = handle_amt_get_at_para(line.m_prefix, parameter, &length);
-    log_info("getted parameter:%s. prefix:%s; rtn:%d.", parameter, line.m_prefix, result);
-    at_fields none(""); // there are no others
-    return result == ERR_NONE ? line.m_answer(amt_get_field_number(parameter), none) : answer(result);
+    for (const line_type &line : lines) {
+        if (amt_find_in_request(&handle_context_st.m_request, line.m_prefix) != nullptr) {
+            return &line;
+        }
+    }
+    return nullptr;
 }
 
-int32_t treat_fields(const device_line &line, const char *text)
+int32_t treat(const number_line &line)
 {
-    at_fields fields(text);
+    char parameter[AMT_AT_PARAMETER_MAX + 1] = "";
+    const int32_t result = amt_fetch_at_para(line.m_prefix, parameter);
+    return answer(result != ERR_NONE ? result : line.m_carry_out(amt_get_field_number(parameter)));
+}
+
+int32_t treat(const field_line &line)
+{
+    at_fields fields(amt_find_in_request(&handle_context_st.m_request, line.m_prefix) + strlen(line.m_prefix));
     int number = 0;
     if (!get_number(fields, line.m_first_field, &number)) {
         return ERR_INVALID_PARAM; // unanswered: the station gets the dispatcher's message instead of a text, keep
@@ -222,14 +240,12 @@ int32_t treat_fields(const device_line &line, const char *text)
 
 int32_t handle_amt_device_at()
 {
-    for (const device_line &line : k_lines_a) {
-        const char *at = amt_find_in_request(&handle_context_st.m_request, line.m_prefix);
-        if (at == nullptr) {
-            continue;
-        }
-        log_func(); // not of the lines that only pass through here
-        log_info("received at command:%s", reinterpret_cast<const char *>(handle_context_st.m_request.m_data_a));
-        return line.m_first_field == nullptr ? treat_number(line) : treat_fields(line, at + strlen(line.m_prefix));
+    const number_line *with_number = find_line(k_number_lines_a);
+    const field_line *with_fields = with_number == nullptr ? find_line(k_field_lines_a) : nullptr;
+    if (with_number == nullptr && with_fields == nullptr) {
+        return ERR_NOT_FOUND; // and not a word of it: lines on their way to the modem come through here
     }
-    return ERR_NOT_FOUND;
+    log_func();
+    log_info("received at command:%s", reinterpret_cast<const char *>(handle_context_st.m_request.m_data_a));
+    return with_number != nullptr ? treat(*with_number) : treat(*with_fields);
 }

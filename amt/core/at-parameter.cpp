@@ -38,3 +38,11 @@ int32_t handle_amt_get_at_para(const char *prefix, char *output, uint32_t *lengt
     memcpy(output, at, *length);
     return ERR_NONE;
 }
+
+int32_t amt_fetch_at_para(const char *prefix, char *output)
+{
+    uint32_t length = 0;
+    const int32_t result = handle_amt_get_at_para(prefix, output, &length);
+    log_info("getted parameter:%s. prefix:%s; rtn:%d.", output, prefix, result);
+    return result;
+}

@@ -15,3 +15,6 @@ constexpr uint32_t AMT_AT_PARAMETER_MAX = 20;
 // with the request. Copies up to 20 bytes without a terminator and stores their count. ERR_INVALID_PARAM for a null
 // argument and an empty request, ERR_UNKNOWN when the prefix does not stand in the request.
 [[nodiscard]] int32_t handle_amt_get_at_para(const char *prefix, char *output, uint32_t *length);
+
+// The same, told in the log with its outcome; `output` is a cleared text of more than AMT_AT_PARAMETER_MAX characters.
+int32_t amt_fetch_at_para(const char *prefix, char *output);

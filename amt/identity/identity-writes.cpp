@@ -28,9 +28,7 @@ void fetch(const char *prefix, char (&store)[AMT_PENDING_SIZE + 1])
 {
     clear(store);
     log_info("received at command in amt4:%s", reinterpret_cast<const char *>(handle_context_st.m_request.m_data_a));
-    uint32_t length = 0;
-    const int32_t result = handle_amt_get_at_para(prefix, store, &length);
-    log_info("getted parameter:%s. prefix:%s; rtn:%d.", store, prefix, result);
+    (void)amt_fetch_at_para(prefix, store); // the prefix was found
 }
 
 // True when the request is a line that writes something.

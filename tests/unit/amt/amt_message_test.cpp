@@ -476,7 +476,7 @@ TEST(MessageBytesAndStrings, AreNotReadBeyondTheEndOfTheBuffer)
         std::copy(atom.begin(), atom.end(), data.begin() + 4089);
         data.resize(AMT_MESSAGE_SIZE + 64, 0x63); // somebody else's
         for (const getter get : {getter{get_bytes}, getter{amt_message_get_string}}) {
-            char destination[4] = "XXX";
+            char destination[4] = "old";
             EXPECT_EQ(get(data.data(), 5, destination, 4), fits ? 2U : 0U);
             EXPECT_EQ(std::string(destination, 4), std::string(fits ? "ab\0\0" : "\0\0\0\0", 4));
         }
