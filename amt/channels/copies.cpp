@@ -3,12 +3,12 @@
 #include <errno.h>
 #include <pthread.h>
 #include <semaphore.h>
-#include <sys/mman.h>
 #include <time.h>
 
 #include "amt/channels/release.h"
 #include "amt/channels/timers.h"
 #include "amt/core/context.h"
+#include "pub/base/shared_memory.h"
 #include "pub/util/util.h"
 
 namespace {
@@ -20,8 +20,8 @@ sem_t *g_turn = nullptr;
 
 sem_t *make_turn()
 {
-    void *memory = mmap(nullptr, sizeof(sem_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) {
+    void *memory = pub_util_share_memory(sizeof(sem_t));
+    if (memory == nullptr) {
         return nullptr;
     }
     auto *turn = static_cast<sem_t *>(memory);
