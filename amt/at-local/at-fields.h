@@ -1,14 +1,16 @@
 // The fields of a line, split at commas. The line itself is left alone: it may still go to the modem.
 #pragma once
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "amt/wire/amt-message.h"
+#include "pub/log/caller.h"
 
 class at_fields {
   public:
-    // Of the text behind a line's prefix, copied, up to its end: the carriage return is a part of the last field.
-    explicit at_fields(const char *text);
+    // Of the first `length` characters of the text behind a line's prefix, copied; cut to AMT_MESSAGE_SIZE.
+    at_fields(const char *text, size_t length);
     at_fields(const at_fields &) = delete;
     at_fields &operator=(const at_fields &) = delete;
 
@@ -23,3 +25,6 @@ class at_fields {
 
 // The decimal number at the beginning of a field, of which the lower 32 bits count; 0 when there is none.
 [[nodiscard]] int32_t amt_get_field_number(const char *field);
+
+// Tells in the log, as the caller's own, that a mandatory field is missing. ERR_INVALID_PARAM.
+int32_t amt_tell_missing_field(const char *name, log_caller caller = log_caller::here());

@@ -5,7 +5,7 @@
 #include <string.h>
 
 #include "amt/at-local/at-fields.h"
-#include "amt/at-local/at-reply.h"
+#include "amt/at-local/at-line.h"
 #include "amt/core/at-parameter.h"
 #include "amt/device/radio.h"
 
@@ -18,11 +18,6 @@ constexpr char k_rate_unit[] = "(will multi 100)"; // the log's; the number goes
 
 uint8_t g_receive_channel = AMT_WIFI_FIRST_RX_CHANNEL; // of the last start by a line
 
-int32_t answer(int32_t result)
-{
-    return amt_reply_to_line("%s", result == ERR_NONE ? "\r\nOK\r\n" : "\r\nERROR\r\n");
-}
-
 int32_t unknown(int32_t operation)
 {
     return log_error(ERR_INVALID_PARAM, "unknown operation: %d", operation);
@@ -33,7 +28,7 @@ bool get_number(at_fields &fields, const char *name, int *number)
 {
     const char *field = fields.next();
     if (field == nullptr) {
-        (void)log_error(ERR_INVALID_PARAM, "%s is null!!!", name);
+        (void)amt_tell_missing_field(name);
         return false;
     }
     *number = amt_get_field_number(field);
@@ -85,7 +80,7 @@ int32_t start_and_read_satellite(at_fields &fields)
     int strength = 0;
     if (amt_radio_run(AMT_GPS_START, "start gps firstly, ") != ERR_NONE || !get_number(fields, "index", &index) ||
         read_satellite(index, &number, &strength) != ERR_NONE) {
-        return answer(ERR_UNKNOWN);
+        return amt_reply_result(ERR_UNKNOWN);
     }
     return amt_reply_to_line("\r\n^DGPSCTRL: %d,%d\r\n\r\nOK\r\n", number, strength);
 }
@@ -94,11 +89,11 @@ int32_t control_gps(int32_t flag, at_fields &fields)
 {
     switch (flag) {
     case 0:
-        return answer(amt_radio_run(AMT_GPS_STOP_BY_LINE));
+        return amt_reply_result(amt_radio_run(AMT_GPS_STOP_BY_LINE));
     case 2:
         return start_and_read_satellite(fields);
     default:
-        return answer(unknown(flag));
+        return amt_reply_result(unknown(flag));
     }
 }
 
@@ -158,11 +153,11 @@ int32_t test_sending(int32_t control, at_fields &fields)
 {
     switch (control) {
     case 0:
-        return answer(stop_sending());
+        return amt_reply_result(stop_sending());
     case 1:
-        return answer(start_sending(fields));
+        return amt_reply_result(start_sending(fields));
     default:
-        return answer(unknown(control));
+        return amt_reply_result(unknown(control));
     }
 }
 
@@ -170,11 +165,11 @@ int32_t test_receiving(int32_t control, at_fields &fields)
 {
     switch (control) {
     case 0:
-        return answer(stop_receiving());
+        return amt_reply_result(stop_receiving());
     case 1:
-        return answer(start_receiving(fields));
+        return amt_reply_result(start_receiving(fields));
     default:
-        return answer(unknown(control));
+        return amt_reply_result(unknown(control));
     }
 }
 
@@ -222,12 +217,13 @@ int32_t treat(const number_line &line)
 {
     char parameter[AMT_AT_PARAMETER_MAX + 1] = "";
     const int32_t result = amt_fetch_at_para(line.m_prefix, parameter);
-    return answer(result != ERR_NONE ? result : line.m_carry_out(amt_get_field_number(parameter)));
+    return amt_reply_result(result != ERR_NONE ? result : line.m_carry_out(amt_get_field_number(parameter)));
 }
 
 int32_t treat(const field_line &line)
 {
-    at_fields fields(amt_find_in_request(&handle_context_st.m_request, line.m_prefix) + strlen(line.m_prefix));
+    const char *text = amt_behind(line.m_prefix);
+    at_fields fields(text, strlen(text)); // the carriage return is a part of the last field
     int number = 0;
     if (!get_number(fields, line.m_first_field, &number)) {
         return ERR_INVALID_PARAM; // unanswered: the station gets the dispatcher's message instead of a text, keep

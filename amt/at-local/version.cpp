@@ -5,7 +5,7 @@
 #include <string.h>
 #include <strings.h>
 
-#include "amt/at-local/at-reply.h"
+#include "amt/at-local/at-line.h"
 #include "amt/core/request.h"
 #include "amt/core/response.h"
 #include "amt/core/version-module.h"
@@ -118,7 +118,7 @@ int32_t handle_amt_sw_version_at()
     char text[AMT_VERSION_SIZE];
     uint32_t length = 0;
     if (get_ap_sw_version(text, &length) != ERR_NONE) {
-        return amt_reply_to_line("\r\n+CME ERROR: 100\r\n");
+        return amt_reply_cme_error();
     }
     return amt_reply_to_line("\r\n^DSVER: %.*s\r\n\r\nOK\r\n", static_cast<int>(length), text);
 }

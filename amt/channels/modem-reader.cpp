@@ -6,6 +6,7 @@
 
 #include "amt/channels/release.h"
 #include "amt/core/context.h"
+#include "amt/identity/identity-writes.h"
 #include "pub/base/wait.h"
 
 #define LOG_MODULE "amt/amt-handle"
@@ -44,6 +45,7 @@ bool relay_once(amt_buffer &relay)
         return true;
     }
     log_data("receive Modem data: ", relay.m_data_a, relay.m_length);
+    (void)handle_amt_imei_and_sn_rsp(&relay); // told in the log; the station gets the answer in any case
     if (!write_to_pc(relay)) {
         return false;
     }

@@ -14,6 +14,7 @@
 #include "amt/device/simple.h"
 #include "amt/device/storage.h"
 #include "amt/device/wifi.h"
+#include "amt/identity/identity-requests.h"
 #include "amt/modem/channel-switch.h"
 #include "amt/modem/modem-requests.h"
 #include "amt/modem/modem-tunnel.h"
@@ -48,7 +49,9 @@ constexpr registration k_pc_registrations_a[] = {
     {0xAE, 0xAE, amt_gps_control},
     {0xB0, 0xB0, amt_gps_test},
     {0xB2, 0xB2, amt_gps_read_result},
+    {0xBF, 0xBF, amt_handle_adb_serial_no},
     {0xE0, 0xE2, amt_device_battery_voltage_check},
+    {0xC1, 0xC1, amt_handle_board_pcba_ctrl},
     {0xF0, 0xF0, amt_enter_idle},
     {0x5B, 0x5B, amt_modem_write_pc_test_result},
     {0xF4, 0xF4, amt_modem_boot_dl_fin_read},

@@ -20,6 +20,7 @@
 #include "amt/core/context.h"
 #include "amt/identity/identity-files.h"
 #include "amt/identity/identity-writes.h"
+#include "amt/identity/wifi-nvram.h"
 #include "amt/modem/at-channel.h"
 #include "amt/platform-library.h"
 #include "pub/base/wait.h"
@@ -178,6 +179,13 @@ void make_identity_folders()
     }
 }
 
+void prepare_identities()
+{
+    amt_clear_pending_identity();
+    make_identity_folders();
+    (void)amt_write_wifi_to_nvram_file(); // told in the log; the line works without WiFi
+}
+
 void prepare_context()
 {
     amt_context_clear();
@@ -210,8 +218,7 @@ int32_t amt_handle_init(uint32_t platform_flag)
     decide_platform_lib_name();
     amt_prepare_timers();
     amt_prepare_copies();
-    amt_clear_pending_identity();
-    make_identity_folders();
+    prepare_identities();
     prepare_context();
     amt_register_handlers();
     g_at_dev_not_opened = 0;

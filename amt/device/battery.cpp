@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
-#include <unistd.h>
 
 #include "amt/core/request.h"
 #include "amt/core/response.h"
@@ -164,14 +163,13 @@ int32_t amt_write_adc_diff_value(const amt_adc_calibration &calibration)
     }
     calibration_text text;
     format_calibration(calibration, text);
-    const bool is_written = amt_write_text(fd, text);
+    const bool is_written = amt_write_and_close(fd, text);
     if (is_written) {
         const int32_t *numbers = calibration.m_numbers_a;
         log_info("SAVA ADC value: %d %d %d %d", numbers[0], numbers[1], numbers[2], numbers[3]);
     } else {
         (void)log_sys_error("write");
     }
-    (void)close(fd); // what was written tells by itself
     amt_sync_files();
     return is_written ? ERR_NONE : ERR_UNKNOWN;
 }

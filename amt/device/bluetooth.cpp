@@ -1,8 +1,5 @@
 #include "amt/device/bluetooth.h"
 
-#include <errno.h>
-#include <fcntl.h>
-#include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -10,9 +7,6 @@
 #include "amt/core/response.h"
 #include "amt/device/radio.h"
 #include "amt/identity/identity-files.h"
-#include "pub/base/file.h"
-#include "pub/base/scoped.h"
-#include "pub/cfg/cfg.h"
 
 #define LOG_MODULE "amt/amt-device"
 #include "pub/log/log.h"
@@ -36,8 +30,7 @@ enum bt_operation : int32_t {
 };
 
 constexpr uint32_t k_address_max = 59;
-#define ADDRESS_FORMAT "%59s"
-using address_text = char[k_address_max + 1];
+static_assert(k_address_max < AMT_FILE_TEXT_SIZE, "the first word of a file holds an address");
 
 int32_t start_in_copy(uint8_t channel, amt_buffer *response)
 {
@@ -48,29 +41,24 @@ int32_t start_in_copy(uint8_t channel, amt_buffer *response)
     return ERR_NONE;
 }
 
-int32_t tell_open_failure(int32_t code)
-{
-    const int error = errno;
-    return log_error(code, "open(\"%s\") fail: %d - %s", k_file, error, error_text(error).c_str());
-}
-
 int32_t read_bt_address(amt_buffer *response)
 {
-    const scoped_file file(pub_cfg_open(k_file));
-    if (!file.is_open()) {
-        return tell_open_failure(ERR_INVALID_PARAM);
+    char address[AMT_FILE_TEXT_SIZE];
+    const file_reading reading = amt_read_word(k_file, address);
+    if (reading == file_reading::not_opened) {
+        return amt_tell_open_failure(ERR_INVALID_PARAM, k_file);
     }
-    address_text address = "";
-    if (fscanf(file.get(), ADDRESS_FORMAT, address) != 1) {
+    if (reading == file_reading::nothing_read) {
         return log_error(ERR_UNKNOWN, "read not completed");
     }
+    address[k_address_max] = '\0';
     log_info("read BT address: %s", address);
     return amt_message_append_string(response->m_data_a, k_address_atom, address);
 }
 
 int32_t write_bt_address_to(int fd, const amt_buffer *request)
 {
-    address_text address = "";
+    char address[k_address_max + 1] = "";
     const uint32_t length = amt_message_get_string(request->m_data_a, k_address_atom, address, k_address_max);
     if (length == 0 || length != strlen(address)) {
         return log_error(ERR_INVALID_PARAM, "unknown BT address");
@@ -85,9 +73,9 @@ int32_t write_bt_address_to(int fd, const amt_buffer *request)
 
 int32_t write_bt_address(const amt_buffer *request)
 {
-    const int fd = pub_util_open_file(k_file, O_RDWR | O_CREAT | O_TRUNC); // an old address is gone in any case
+    const int fd = amt_open_anew(k_file); // an old address is gone in any case
     if (fd < 0) {
-        return tell_open_failure(ERR_C_FUNCTION);
+        return amt_tell_open_failure(ERR_C_FUNCTION, k_file);
     }
     const int32_t result = write_bt_address_to(fd, request);
     (void)close(fd); // what was written tells by itself

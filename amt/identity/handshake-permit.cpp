@@ -1,12 +1,8 @@
 #include "amt/identity/handshake-permit.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
-#include <unistd.h>
 
 #include "amt/identity/identity-files.h"
-#include "pub/base/file.h"
 #include "pub/base/number.h"
 
 #define LOG_MODULE "amt/amt-handle"
@@ -19,36 +15,11 @@ constexpr char k_file[] = "/amt/power_usb_amt.txt";
 constexpr int32_t k_read = 2;       // below it, the operation is the flag to be stored
 constexpr int32_t k_unreadable = 1; // the flag of a handset that has none
 
-bool write_text(int fd, const char *text)
-{
-    if (!amt_write_text(fd, text)) {
-        const int error = errno; // 0 when the file took only a part
-        (void)log_error(ERR_C_FUNCTION, "fputs fail: %d - %s", error, error_text(error).c_str());
-        return false;
-    }
-    log_info("write content: %s", text);
-    return true;
-}
-
-bool write_file(const char *text)
-{
-    const int fd = pub_util_open_file(k_file, O_RDWR | O_CREAT | O_TRUNC);
-    if (fd < 0) {
-        const int error = errno;
-        (void)log_error(ERR_C_FUNCTION, "open(\"%s\") fail: %d - %s", k_file, error, error_text(error).c_str());
-        return false;
-    }
-    const bool is_written = write_text(fd, text);
-    (void)close(fd); // what was written tells by itself
-    amt_sync_files();
-    return is_written;
-}
-
 int32_t store_flag(int32_t flag)
 {
     char text[12];
     (void)snprintf(text, sizeof(text), "%d", flag);
-    if (!write_file(text)) {
+    if (amt_write_and_tell(k_file, text, "write content") != ERR_NONE) {
         return log_error(ERR_UNKNOWN, "write error to do-not-permit-handshake file.");
     }
     log_info("Writed to file(%s) success.flag: %s.", k_file, text);

@@ -1,46 +1,22 @@
 #include "amt/identity/wifi-address.h"
 
-#include <errno.h>
-#include <fcntl.h>
-#include <stdio.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "amt/identity/identity-files.h"
-#include "pub/base/file.h"
-#include "pub/base/scoped.h"
-#include "pub/cfg/cfg.h"
 
 #define LOG_MODULE "amt/amt-handle"
 #include "pub/log/log.h"
-
-namespace {
-
-constexpr char k_file[] = "/amt/WIFI/WIFI_nvram.txt";
-constexpr int k_line_size = 99; // a longer line is cut
-
-bool write_address(int fd, const char *address)
-{
-    if (amt_write_line(fd, address)) {
-        return true;
-    }
-    const int error = errno; // 0 when the file took only a part
-    (void)log_error(ERR_C_FUNCTION, "fputs fail: %d - %s", error, error_text(error).c_str());
-    return false;
-}
-
-} // namespace
 
 int32_t amt_read_wifi_address(char *address, uint32_t size)
 {
     log_func();
     address[0] = '\0';
-    const scoped_file file(pub_cfg_open(k_file));
-    if (!file.is_open()) {
-        return log_error(ERR_UNKNOWN, "open %s fail", k_file);
+    char line[AMT_FILE_TEXT_SIZE];
+    const file_reading reading = amt_read_line(AMT_WIFI_ADDRESS_FILE, line);
+    if (reading == file_reading::not_opened) {
+        return log_error(ERR_UNKNOWN, "open %s fail", AMT_WIFI_ADDRESS_FILE);
     }
-    char line[k_line_size] = "";
-    if (fgets(line, sizeof(line), file.get()) == nullptr) {
+    if (reading == file_reading::nothing_read) {
         return log_error(ERR_UNKNOWN, "read fail");
     }
     size_t length = strlen(line);
@@ -59,16 +35,15 @@ int32_t amt_write_wifi_address(const char *address)
     if (address == nullptr || is_empty) {
         return log_error(ERR_INVALID_PARAM, "%d, %d", address == nullptr, is_empty);
     }
-    const int fd = pub_util_open_file(k_file, O_RDWR | O_CREAT | O_TRUNC);
+    const int fd = amt_open_anew(AMT_WIFI_ADDRESS_FILE);
     if (fd < 0) {
-        return log_error(ERR_UNKNOWN, "open %s fail", k_file);
+        (void)log_sys_error("open");
+        return ERR_UNKNOWN;
     }
-    const bool is_written = write_address(fd, address);
-    (void)close(fd); // what was written tells by itself
+    const int32_t result = amt_write_line_and_close(fd, address) ? ERR_NONE : log_sys_error("fputs");
     amt_sync_files();
-    if (!is_written) {
-        return ERR_C_FUNCTION;
+    if (result == ERR_NONE) {
+        log_info("write BT address: %s", address); // looked for under this name, keep
     }
-    log_info("write BT address: %s", address); // looked for under this name, keep
-    return ERR_NONE;
+    return result;
 }

@@ -3,6 +3,8 @@
 
 #include <stdint.h>
 
+constexpr char AMT_WIFI_ADDRESS_FILE[] = "/amt/WIFI/WIFI_nvram.txt";
+
 // The first line of the file without its last character, the line end, cut to `size` - 1 characters (`size` is at least
 // 1); terminated. ERR_UNKNOWN when there is none.
 [[nodiscard]] int32_t amt_read_wifi_address(char *address, uint32_t size);

@@ -190,6 +190,12 @@ uint32_t amt_message_get_string(const uint8_t *message, uint8_t atom_id, char *d
     return copy_value(value, destination, capacity, value.length <= capacity ? value.length : capacity - 1);
 }
 
+bool amt_message_is_whole(const uint8_t *message, uint32_t length)
+{
+    return length >= AMT_COMMAND_HEADER_SIZE && load_u16_le(message) <= length &&
+           AMT_COMMAND_HEADER_SIZE + load_u16_le(message + 4) <= length;
+}
+
 uint8_t amt_message_get_command_id(const uint8_t *message)
 {
     return message == nullptr ? 0 : message[3];

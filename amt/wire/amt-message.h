@@ -74,6 +74,9 @@ uint32_t amt_message_get_bytes(const uint8_t *message, uint8_t atom_id, void *de
 // returns the length of the value + 1.
 uint32_t amt_message_get_string(const uint8_t *message, uint8_t atom_id, char *destination, uint32_t capacity);
 
+// Whether all of the message lies in its first `length` bytes, by both of its lengths.
+[[nodiscard]] bool amt_message_is_whole(const uint8_t *message, uint32_t length);
+
 // 0 for a null message.
 [[nodiscard]] uint8_t amt_message_get_command_id(const uint8_t *message);
 [[nodiscard]] uint16_t amt_message_get_total_length(const uint8_t *message);

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string.h>
 
 #include <limits>
 #include <string>
@@ -11,15 +12,20 @@ namespace {
 
 using ::testing::ElementsAre;
 
-std::vector<std::string> all_of(const char *text)
+std::vector<std::string> all_of(const std::string &text, size_t length)
 {
     std::vector<std::string> result;
-    at_fields fields(text);
+    at_fields fields(text.c_str(), length);
     for (const char *field = fields.next(); field != nullptr; field = fields.next()) {
         result.emplace_back(field);
     }
     EXPECT_EQ(fields.next(), nullptr) << "behind the last there is none, however often one asks";
     return result;
+}
+
+std::vector<std::string> all_of(const std::string &text)
+{
+    return all_of(text, text.size());
 }
 
 struct text_row {
@@ -51,20 +57,31 @@ TEST(AtFields, StandBetweenCommas)
     }
 }
 
+TEST(AtFields, EndWithTheLengthOfTheirText)
+{
+    const std::string text = "12,34,5";
+    const std::vector<std::string> rows[] = {
+        {}, {"1"}, {"12"}, {"12"}, {"12", "3"}, {"12", "34"}, {"12", "34"}, {"12", "34", "5"},
+    };
+    for (size_t length = 0; length <= text.size(); length++) {
+        EXPECT_EQ(all_of(text, length), rows[length]) << length;
+    }
+}
+
 TEST(AtFields, LeaveTheTextAlone)
 {
     char text[] = "1,2,3\r";
     EXPECT_THAT(all_of(text), ElementsAre("1", "2", "3\r"));
     EXPECT_EQ(std::string(text, sizeof(text)), std::string("1,2,3\r\0", sizeof(text)));
-    at_fields fields(text);
+    at_fields fields(text, strlen(text));
     text[0] = '9';
     EXPECT_STREQ(fields.next(), "1") << "they have a copy";
 }
 
 TEST(AtFields, OfTwoTextsAreApart)
 {
-    at_fields one("1,2");
-    at_fields other("3,4");
+    at_fields one("1,2", 3);
+    at_fields other("3,4", 3);
     const char *first = one.next();
     EXPECT_STREQ(other.next(), "3");
     EXPECT_STREQ(one.next(), "2");
@@ -76,8 +93,8 @@ TEST(AtFields, OfTwoTextsAreApart)
 TEST(AtFields, OfATextAsLongAsARequestAreAllThere)
 {
     const std::string text = std::string(4094, 'x') + ",y";
-    EXPECT_THAT(all_of(text.c_str()), ElementsAre(std::string(4094, 'x'), "y"));
-    EXPECT_THAT(all_of(std::string(5000, 'x').c_str()), ElementsAre(std::string(4096, 'x'))) << "cut";
+    EXPECT_THAT(all_of(text), ElementsAre(std::string(4094, 'x'), "y"));
+    EXPECT_THAT(all_of(std::string(5000, 'x')), ElementsAre(std::string(4096, 'x'))) << "cut";
 }
 
 struct number_row {

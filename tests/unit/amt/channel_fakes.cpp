@@ -26,6 +26,14 @@ bool take(std::deque<type> &queue, type &next)
     return true;
 }
 
+void prepare(const char *what)
+{
+    g_fake.prepared.emplace_back(what);
+    if (g_fake.on_prepare) {
+        g_fake.on_prepare();
+    }
+}
+
 } // namespace
 
 extern "C" {
@@ -119,8 +127,29 @@ int32_t __wrap__Z24disable_unsolicited_codei(int)
 
 int32_t __wrap__Z15amt_make_folderPKc(const char *path)
 {
-    g_fake.folders.emplace_back(path);
+    prepare(path);
     return g_fake.folder_result;
+}
+
+int32_t __wrap__Z28amt_write_wifi_to_nvram_filev()
+{
+    prepare("WiFi parameters");
+    return g_fake.wifi_result;
+}
+
+int32_t __wrap__Z26handle_amt_imei_and_sn_rspPK10amt_buffer(const amt_buffer *answer)
+{
+    g_fake.confirming.emplace_back(reinterpret_cast<const char *>(answer->m_data_a), answer->m_length);
+    if (g_fake.on_confirming) {
+        g_fake.on_confirming();
+    }
+    return g_fake.confirming_result;
+}
+
+int __wrap__Z18platform_power_offv()
+{
+    g_fake.power_offs++;
+    return 0;
 }
 
 void __wrap__Z22amt_handle_end_servicePSt6atomicImE(pub_util_thread *own_handle)

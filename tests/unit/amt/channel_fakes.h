@@ -65,8 +65,16 @@ struct channel_fakes {
     std::vector<std::string> lines; // "fd, baud" of each serial line that was set
     int32_t disable_result = 0;     // of switching the modem's reports off
     int disable_calls = 0;
-    std::vector<std::string> folders;
+    std::vector<std::string> prepared; // identities at the start: paths of folders, and "WiFi parameters"
+    std::function<void()> on_prepare;  // each of them
     int32_t folder_result = 0;
+    int32_t wifi_result = 0; // of the parameters
+
+    std::vector<std::string> confirming; // what the modem said, as it was looked at for a confirmation
+    std::function<void()> on_confirming;
+    int32_t confirming_result = 0;
+
+    int power_offs = 0; // of the handset
 
     pub_util_thread *ended_by = nullptr; // the handle of the worker that ended the service
     std::jmp_buf end;                    // where it comes back to

@@ -8,6 +8,7 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <unistd.h>
@@ -27,8 +28,8 @@ using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
 // What of the handset a device test may reach; no test may reach the machine's own.
-constexpr const char *k_places_a[] = {"/amt/",     "/data/",   "/dev/video0", "/proc/",
-                                      "/storage/", "/system/", "/sys/",       "/tmp/amt-audio.pid"};
+constexpr const char *k_places_a[] = {"/amt/",    "/data/", "/dev/video0",       "/mnt/", "/proc/", "/storage/",
+                                      "/system/", "/sys/",  "/tmp/amt-audio.pid"};
 
 bool is_below(const std::string &path, const std::string &place)
 {
@@ -80,12 +81,29 @@ bool is_link(int fd)
     return fd > 0 && (fd == handle_context_st.m_fd_pc || fd == handle_context_st.m_pty.m_ptm_fd);
 }
 
-void close_handset_file(int fd)
+// False, with errno, when the file cannot be closed as it should; it is closed.
+bool close_handset_file(int fd)
 {
-    if (is_handset_file(fd)) {
-        (void)happens("close " + g_fake.files[fd]);
-        g_fake.files.erase(fd);
+    if (!is_handset_file(fd)) {
+        return true;
     }
+    const std::string path = g_fake.files[fd];
+    g_fake.files.erase(fd);
+    return happens("close " + path);
+}
+
+// Has a file of limited room, opened for writing, stand for the opened one.
+void limit_room(int fd, int flags)
+{
+    const auto room = g_fake.rooms.find(g_fake.files[fd]);
+    if (room == g_fake.rooms.end() || (flags & O_ACCMODE) == O_RDONLY) {
+        return;
+    }
+    const int limited = memfd_create("limited", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    EXPECT_EQ(ftruncate(limited, static_cast<off_t>(room->second)), 0);
+    EXPECT_EQ(fcntl(limited, F_ADD_SEALS, F_SEAL_GROW), 0);
+    EXPECT_EQ(dup3(limited, fd, O_CLOEXEC), fd);
+    (void)close(limited);
 }
 
 ssize_t end_of(const output_end &end)
@@ -137,6 +155,7 @@ int __wrap_open(const char *path, int flags, mode_t mode)
     const int fd = __real_open(real.c_str(), flags, mode);
     if (fd >= 0) {
         g_fake.files[fd] = path;
+        limit_room(fd, flags);
     }
     return fd;
 }
@@ -144,8 +163,13 @@ int __wrap_open(const char *path, int flags, mode_t mode)
 int __real_close(int fd);
 int __wrap_close(int fd)
 {
-    close_handset_file(fd);
-    return __real_close(fd);
+    if (close_handset_file(fd)) {
+        return __real_close(fd);
+    }
+    const int error = errno;
+    (void)__real_close(fd);
+    errno = error;
+    return -1;
 }
 
 int __real_fclose(FILE *file);
@@ -153,8 +177,7 @@ int __wrap_fclose(FILE *file)
 {
     const int fd = fileno(file);
     const int result = __real_fclose(file); // first: what a number is written with
-    close_handset_file(fd);
-    return result;
+    return close_handset_file(fd) ? result : EOF;
 }
 
 ssize_t __real_write(int fd, const void *bytes, size_t count);
@@ -320,22 +343,18 @@ void device_handset::make_pipe(const std::string &path) const
 
 std::string device_handset::content(const std::string &path) const
 {
-    const std::string real = m_folder.path(path.substr(1));
+    const std::string real = host_path(path);
     return std::filesystem::exists(real) ? read_whole_file(real) : "(missing)";
 }
 
-outcome device_handset::ask(amt_handle_func handler, uint8_t channel, const std::string &request) const
+outcome device_handset::watch(const std::function<int32_t()> &call) const
 {
-    const amt_buffer asked = buffer_with(request);
-    amt_buffer response = buffer_with(std::string(400, 'f')); // of an answer that was never sent
     const size_t told_before = told().size();
     const int descriptor = next_descriptor();
     g_fake.events.clear();
-    g_fake.response = &response;
     outcome seen;
     errno = EXDEV; // of something before
-    seen.result = handler(channel, &asked, &response);
-    g_fake.response = nullptr;
+    seen.result = call();
     EXPECT_EQ(next_descriptor(), descriptor) << "something stays open";
     EXPECT_THAT(g_fake.files, IsEmpty());
     seen.at_station = m_links.at_station();
@@ -343,6 +362,16 @@ outcome device_handset::ask(amt_handle_func handler, uint8_t channel, const std:
     seen.told = told();
     seen.told.erase(seen.told.begin(), seen.told.begin() + static_cast<ptrdiff_t>(told_before));
     seen.events = g_fake.events;
+    return seen;
+}
+
+outcome device_handset::ask(amt_handle_func handler, uint8_t channel, const std::string &request) const
+{
+    const amt_buffer asked = buffer_with(request);
+    amt_buffer response = buffer_with(std::string(400, 'f')); // of an answer that was never sent
+    g_fake.response = &response;
+    outcome seen = watch([&] { return handler(channel, &asked, &response); });
+    g_fake.response = nullptr;
     seen.is_response_clear = is_clear(response);
     return seen;
 }

@@ -48,9 +48,11 @@ struct card_size {
 struct device_fakes {
     std::string root = "/missing"; // where the handset's files really lie
 
-    // Events, as below, that fail with this errno: opening, unlinking, signalling, asking for a size,
-    // loading, looking up.
+    // Events, as below, that fail with this errno: opening, closing (the file is closed all the same), unlinking,
+    // signalling, asking for a size, loading, looking up.
     std::map<std::string, int> refused;
+
+    std::map<std::string, size_t> rooms; // bytes that a file takes, by its path; they are not found there afterwards
 
     std::deque<ioctl_answer> ioctls;        // in order; when there are no more, 0
     std::deque<command_end> commands;       // in order; when there are no more, they succeed
@@ -108,9 +110,12 @@ class device_handset {
     void make_folder(const std::string &path) const;
     void make_pipe(const std::string &path) const;
     [[nodiscard]] std::string content(const std::string &path) const; // "(missing)" if it is
+    [[nodiscard]] std::string host_path(const std::string &path) const { return m_folder.path(path.substr(1)); }
 
-    // Has the handler handle a request, given in hex, with the remains of an answer in its response buffer. Every file
-    // that is opened meanwhile has to be closed again.
+    // What comes of a call. Every file that is opened meanwhile has to be closed again.
+    [[nodiscard]] outcome watch(const std::function<int32_t()> &call) const;
+
+    // The same of a handler that handles a request, given in hex, with the remains of an answer in its response buffer.
     [[nodiscard]] outcome ask(amt_handle_func handler, uint8_t channel, const std::string &request) const;
 
     // In the log, but for entries of functions and what was sent.

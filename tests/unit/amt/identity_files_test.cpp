@@ -1,7 +1,6 @@
 #include "amt/identity/identity-files.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string.h>
@@ -9,10 +8,8 @@
 #include <unistd.h>
 
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "amt/core/context.h"
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/temp_folder.h"
@@ -173,96 +170,120 @@ TEST(ReadDataFromFile, OfNothingFails)
     });
 }
 
-// --- writing
-
-// A file to be written to, and its descriptor.
-class written_file {
-  public:
-    written_file()
-        : m_fd(open(m_folder.path("file").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
-    {
-    }
-    ~written_file() { (void)close(m_fd); }
-    written_file(const written_file &) = delete;
-    written_file &operator=(const written_file &) = delete;
-
-    [[nodiscard]] int fd() const { return m_fd; }
-    [[nodiscard]] std::string content() const { return read_whole_file(m_folder.path("file")); }
-
-  private:
-    temp_folder m_folder;
-    int m_fd;
-};
-
-TEST(WriteText, WritesAllOfItAndNothingElse)
+TEST(ReadLine, SaysWhetherThereIsOne)
 {
     in_child([] {
-        const written_file file;
-        EXPECT_TRUE(amt_write_text(file.fd(), "490154203237518"));
-        EXPECT_EQ(file.content(), "490154203237518");
-        EXPECT_TRUE(amt_write_text(file.fd(), "")) << "nothing is all of it";
-        EXPECT_TRUE(amt_write_text(file.fd(), std::string(5000, 'x').c_str()));
-        EXPECT_EQ(file.content(), "490154203237518" + std::string(5000, 'x')) << "where the last ended";
+        const temp_folder folder;
+        const test_log log;
+        char line[AMT_FILE_TEXT_SIZE] = "before";
+        errno = EIO; // of an earlier call
+        EXPECT_EQ(amt_read_line(folder.with_file("file", "one\ntwo\n").c_str(), line), file_reading::done);
+        EXPECT_STREQ(line, "one\n");
+        errno = EIO;
+        EXPECT_EQ(amt_read_line(folder.with_file("file", "").c_str(), line), file_reading::nothing_read);
+        EXPECT_EQ(errno, 0) << "the file holds nothing";
+        EXPECT_STREQ(line, "");
+        (void)strcpy(line, "before");
+        EXPECT_EQ(amt_read_line(folder.path().c_str(), line), file_reading::nothing_read);
+        EXPECT_EQ(errno, EISDIR);
+        EXPECT_STREQ(line, "");
+        (void)strcpy(line, "before");
+        EXPECT_EQ(amt_read_line(folder.path("missing").c_str(), line), file_reading::not_opened);
+        EXPECT_EQ(errno, ENOENT);
+        EXPECT_STREQ(line, "");
+        EXPECT_THAT(log.records(), IsEmpty()) << "what it means is its caller's to tell";
     });
 }
 
-TEST(WriteLine, AddsALineFeedToUpTo98Characters)
+TEST(ReadWord, IsTheFirstOfUpTo99Characters)
 {
-    const std::pair<const char *, std::string> rows[] = {
-        {"usual", "00:11:22:33:44:55"},
-        {"empty", ""},
-        {"98 characters", std::string(98, 'x')},
+    const line_row rows[] = {
+        {"alone", "00:11", "00:11"},
+        {"with a line end", "00:11\n", "00:11"},
+        {"two words", "00:11 22", "00:11"},
+        {"two lines", "00:11\n22\n", "00:11"},
+        {"behind blanks and empty lines", " \t\r\n\n 00:11\n", "00:11"},
+        {"98 characters", std::string(98, 'x'), std::string(98, 'x')},
+        {"99 characters", std::string(99, 'x'), std::string(99, 'x')},
+        {"100 characters", std::string(100, 'x'), std::string(99, 'x')},
+        {"5000 characters", std::string(5000, 'x'), std::string(99, 'x')},
     };
-    for (const auto &[name, line] : rows) {
-        in_child([name = name, &line = line] {
-            const written_file file;
-            EXPECT_TRUE(amt_write_line(file.fd(), line.c_str())) << name;
-            EXPECT_EQ(file.content(), line + "\n") << name;
+    for (const line_row &row : rows) {
+        in_child([&row] {
+            const temp_folder folder;
+            const test_log log;
+            char word[AMT_FILE_TEXT_SIZE] = "before";
+            EXPECT_EQ(amt_read_word(folder.with_file("file", row.content).c_str(), word), file_reading::done)
+                << row.name;
+            EXPECT_EQ(std::string(word), row.text) << row.name;
+            EXPECT_THAT(log.records(), IsEmpty()) << row.name;
         });
     }
 }
 
-using write_function = bool (*)(int fd, const char *text);
-
-TEST(WriteTextAndLine, SayByErrnoWhyTheyFail)
-{
-    for (const write_function function : {amt_write_text, amt_write_line}) {
-        in_child([function] {
-            errno = EIO; // of an earlier call
-            EXPECT_FALSE(function(-1, "0123456789"));
-            EXPECT_EQ(errno, EBADF);
-        });
-    }
-}
-
-TEST(WriteTextAndLine, FailWithoutAnErrnoWhenTheFileTakesOnlyAPart)
-{
-    for (const write_function function : {amt_write_text, amt_write_line}) {
-        for (const size_t taken : {0, 1, 9}) {
-            in_child([function, taken] {
-                const written_file file;
-                handle_context_st.m_fd_pc = file.fd(); // whose writes can be cut
-                g_fake.write_fails_at = 1;
-                g_fake.write_count = taken;
-                errno = EIO; // of an earlier call
-                EXPECT_FALSE(function(file.fd(), "0123456789")) << taken;
-                EXPECT_EQ(errno, 0) << taken;
-                EXPECT_EQ(file.content(), std::string("0123456789").substr(0, taken)) << "one write, not repeated";
-                handle_context_st.m_fd_pc = 0;
-            });
-        }
-    }
-}
-
-TEST(WriteLine, FailsWhenTheLineFeedAloneIsMissing)
+TEST(ReadWord, SaysWhetherThereIsOne)
 {
     in_child([] {
-        const written_file file;
-        handle_context_st.m_fd_pc = file.fd(); // whose writes can be cut
-        g_fake.write_fails_at = 1;
-        g_fake.write_count = 10;
-        EXPECT_FALSE(amt_write_line(file.fd(), "0123456789"));
-        handle_context_st.m_fd_pc = 0;
+        const temp_folder folder;
+        char word[AMT_FILE_TEXT_SIZE] = "before";
+        for (const char *content : {"", " ", "\n\n \t"}) {
+            (void)strcpy(word, "before");
+            errno = EIO; // of an earlier call
+            EXPECT_EQ(amt_read_word(folder.with_file("file", content).c_str(), word), file_reading::nothing_read);
+            EXPECT_EQ(errno, 0);
+            EXPECT_STREQ(word, "");
+        }
+        EXPECT_EQ(amt_read_word(folder.path().c_str(), word), file_reading::nothing_read);
+        EXPECT_EQ(errno, EISDIR);
+        (void)strcpy(word, "before");
+        EXPECT_EQ(amt_read_word(folder.path("missing").c_str(), word), file_reading::not_opened);
+        EXPECT_EQ(errno, ENOENT);
+        EXPECT_STREQ(word, "");
+    });
+}
+
+// An operation that reads a line.
+int32_t amt_test_reading(const std::string &path, char (&line)[AMT_FILE_TEXT_SIZE])
+{
+    return amt_read_line_or_tell(path.c_str(), line);
+}
+
+TEST(ReadLineOrTell, TellsItsFailuresInTheNameOfItsCaller)
+{
+    in_child([] {
+        const temp_folder folder;
+        const std::string missing = folder.path("missing");
+        const test_log log;
+        char line[AMT_FILE_TEXT_SIZE] = "before";
+        EXPECT_EQ(amt_test_reading(folder.with_file("file", "one\n"), line), ERR_NONE);
+        EXPECT_STREQ(line, "one\n");
+        EXPECT_THAT(log.records(), IsEmpty()) << "what it read is its caller's to tell";
+        EXPECT_EQ(amt_test_reading(folder.with_file("file", ""), line), ERR_C_FUNCTION);
+        EXPECT_STREQ(line, "");
+        EXPECT_EQ(amt_test_reading(missing, line), ERR_C_FUNCTION);
+        EXPECT_THAT(log.records(),
+                    ElementsAre(k_failed_call + "read fail: 0 - No error",
+                                k_failed_call + "open(\"" + missing + "\") fail: 2 - No such file or directory"));
+        EXPECT_THAT(log.functions(), ElementsAre("amt_test_reading", "amt_test_reading"));
+    });
+}
+
+TEST(Reading, LeavesNothingOpen)
+{
+    in_child([] {
+        const temp_folder folder;
+        const int next = dup(STDIN_FILENO);
+        (void)close(next);
+        char text[AMT_FILE_TEXT_SIZE];
+        for (const std::string &path : {folder.with_file("file", "one\n"), folder.with_file("empty", ""), folder.path(),
+                                        folder.path("missing")}) {
+            (void)amt_read_line(path.c_str(), text);
+            (void)amt_read_word(path.c_str(), text);
+            (void)amt_read_line_or_tell(path.c_str(), text);
+            (void)amt_read_data_from_file(text, path.c_str());
+            EXPECT_EQ(dup(STDIN_FILENO), next) << path;
+            (void)close(next);
+        }
     });
 }
 

@@ -16,6 +16,7 @@
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/links.h"
+#include "tests/unit/amt/pending_notes.h"
 
 namespace {
 
@@ -38,17 +39,19 @@ void set_request(const std::string &bytes)
 void begin(const std::string &bytes)
 {
     amt_context_clear();
-    memcpy(pending_imei, k_old_imei.c_str(), sizeof(pending_imei));
-    memcpy(pending_sn, k_old_sn.c_str(), sizeof(pending_sn));
-    pending_kind = k_old_kind;
-    pending_channel = k_old_channel;
+    note_text(pending_imei(), k_old_imei);
+    note_text(pending_sn(), k_old_sn);
+    pending_kind() = k_old_kind;
+    pending_channel() = k_old_channel;
     set_request(bytes);
 }
 
 // The stores as they are, whole: what a store holds must be zero behind its text.
-std::string stored(const char (&store)[AMT_PENDING_SIZE + 1])
+std::string stored(const pending_text &store)
 {
-    const std::string all(store, sizeof(store));
+    pending_copy text;
+    store.get(text);
+    const std::string all(text, sizeof(text));
     const size_t end = all.find('\0');
     return all.find_first_not_of('\0', end) == std::string::npos ? all.substr(0, end) : "garbage behind " + all;
 }
@@ -62,10 +65,10 @@ struct stores {
 
 void expect_stores(const stores &expected, const char *name)
 {
-    EXPECT_EQ(stored(pending_imei), expected.m_imei) << name;
-    EXPECT_EQ(stored(pending_sn), expected.m_sn) << name;
-    EXPECT_EQ(pending_kind, expected.m_kind) << name;
-    EXPECT_EQ(pending_channel, expected.m_channel) << name;
+    EXPECT_EQ(stored(pending_imei()), expected.m_imei) << name;
+    EXPECT_EQ(stored(pending_sn()), expected.m_sn) << name;
+    EXPECT_EQ(pending_kind(), expected.m_kind) << name;
+    EXPECT_EQ(pending_channel(), expected.m_channel) << name;
 }
 
 stores imei_of(const std::string &imei)

@@ -6,6 +6,10 @@
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include <string>
+#include <vector>
+
+#include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/channel_fakes.h"
@@ -74,6 +78,94 @@ TEST(ModemReader, ForgetsWhatWasLeftFromBefore)
         EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_pc, "new"}));
     });
 }
+
+// --- confirmations of what the station wrote
+
+TEST(ModemReader, HasEachReadingLookedAtBeforeTheStationGetsIt)
+{
+    in_child([] {
+        modem_reader reader;
+        lose_station_at(5);
+        std::vector<size_t> sent_before; // when each was looked at
+        g_fake.on_confirming = [&sent_before] { sent_before.push_back(g_fake.sent.size()); };
+        const std::string longest(4095, 'x');
+        const std::string envelope = enveloped_result(6, 0);
+        reader.read({data("\r\nOK\r\n"), data(envelope), data(longest), data(std::string("a\0b", 3)), nothing()});
+        EXPECT_THAT(g_fake.confirming, ElementsAre("\r\nOK\r\n", envelope, longest, std::string("a\0b", 3)));
+        EXPECT_THAT(sent_before, ElementsAre(0, 1, 2, 3));
+        EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_pc, "\r\nOK\r\n"}, written{k_fd_pc, envelope},
+                                             written{k_fd_pc, longest}, written{k_fd_pc, std::string("a\0b", 3)}));
+    });
+}
+
+TEST(ModemReader, HasWhatTheModemSaidToldToTheLogBeforeItIsLookedAt)
+{
+    in_child([] {
+        modem_reader reader;
+        lose_station_at(2);
+        std::string told_last;
+        g_fake.on_confirming = [&] { told_last = reader.records().back(); };
+        reader.read({data("\r\nOK\r\n"), nothing()});
+        EXPECT_EQ(told_last, "data | receive Modem data: (data len = 6) 0D0A4F4B0D0A");
+    });
+}
+
+// An answer that comes in two readings is looked at twice, each time alone and with nothing of the other behind it.
+TEST(ModemReader, HasAReadingLookedAtWithoutWhatWasBefore)
+{
+    in_child([] {
+        modem_reader reader;
+        lose_station_at(3);
+        g_fake.on_confirming = [] {
+            const amt_buffer &relay = handle_context_st.m_modem_relay;
+            const std::string behind(reinterpret_cast<const char *>(relay.m_data_a) + relay.m_length,
+                                     AMT_MESSAGE_SIZE - relay.m_length);
+            EXPECT_EQ(behind, std::string(AMT_MESSAGE_SIZE - relay.m_length, '\0'));
+        };
+        reader.read({data("\r\nOK and more"), data("\r\n"), nothing()});
+        EXPECT_THAT(g_fake.confirming, ElementsAre("\r\nOK and more", "\r\n"));
+    });
+}
+
+TEST(ModemReader, RelaysWhateverComesOfTheLook)
+{
+    for (const int32_t code : {ERR_NONE, ERR_NOT_FOUND, ERR_UNKNOWN, ERR_INVALID_PARAM, ERR_C_FUNCTION}) {
+        in_child([code] {
+            modem_reader reader;
+            lose_station_at(3);
+            g_fake.confirming_result = code;
+            reader.read({data("\r\nOK\r\n"), data("\r\nERROR\r\n"), nothing()});
+            EXPECT_EQ(g_fake.confirming.size(), 2U) << code;
+            EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_pc, "\r\nOK\r\n"}, written{k_fd_pc, "\r\nERROR\r\n"}))
+                << code;
+            EXPECT_THAT(reader.records(), Contains("info | write to pc, m_buf_len=6, write_len=6"));
+        });
+    }
+}
+
+TEST(ModemReader, HasALastReadingLookedAtThatTheStationDoesNotTake)
+{
+    for (const io_result &result : {failed(EIO), io_result{3, 0, ""}, io_result{0, 0, ""}}) {
+        in_child([&result] {
+            modem_reader reader;
+            g_fake.writes = {result};
+            reader.read({data("\r\nOK\r\n"), data("more")});
+            EXPECT_THAT(g_fake.confirming, ElementsAre("\r\nOK\r\n"));
+        });
+    }
+}
+
+TEST(ModemReader, HasNothingLookedAtWhenTheModemSaysNothing)
+{
+    in_child([] {
+        modem_reader reader;
+        lose_station_at(3);
+        reader.read({nothing(), failed(EIO), nothing()});
+        EXPECT_THAT(g_fake.confirming, IsEmpty());
+    });
+}
+
+// --- a modem or a station that is not there
 
 TEST(ModemReader, GoesOnWithAModemThatSaysNothingOrFails)
 {

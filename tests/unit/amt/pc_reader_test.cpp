@@ -16,6 +16,7 @@
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/channel_fakes.h"
 #include "tests/unit/amt/clear_buffer.h"
+#include "tests/unit/amt/pending_notes.h"
 
 namespace {
 
@@ -329,8 +330,8 @@ TEST(PcReader, NotesAnIdentityWriteAndStillHandlesIt)
         const auto append = [](uint8_t *message) { (void)amt_message_append_string(message, 21, "490154203237518"); };
         reader.read({data(enveloped(5, append))});
         EXPECT_EQ(g_handler.handled.size(), 1U);
-        EXPECT_STREQ(pending_imei, "490154203237518");
-        EXPECT_EQ(pending_kind, AMT_PENDING_IMEI);
+        EXPECT_EQ(noted(pending_imei()), "490154203237518");
+        EXPECT_EQ(pending_kind(), AMT_PENDING_IMEI);
     });
 }
 
@@ -344,15 +345,15 @@ TEST(PcReader, NotesIdentityWritesOfTheirOwnCommandsOnly)
     in_child([&append] {
         reader reader;
         reader.read({data(enveloped(6, append)), data(enveloped(0, append)), data(enveloped(86, append))});
-        EXPECT_STREQ(pending_imei, "");
-        EXPECT_STREQ(pending_sn, "");
-        EXPECT_EQ(pending_channel, 0);
+        EXPECT_EQ(noted(pending_imei()), "");
+        EXPECT_EQ(noted(pending_sn()), "");
+        EXPECT_EQ(pending_channel(), 0);
     });
     in_child([&append] {
         reader reader;
         reader.read({data(enveloped(87, append)), data(enveloped(232, append))});
-        EXPECT_STREQ(pending_sn, "2");
-        EXPECT_EQ(pending_channel, 3);
+        EXPECT_EQ(noted(pending_sn()), "2");
+        EXPECT_EQ(pending_channel(), 3);
     });
 }
 
@@ -364,6 +365,22 @@ TEST(PcReader, AnswersALineOfTheHandsetsOwn)
         ASSERT_EQ(g_fake.sent.size(), 1U);
         EXPECT_EQ(g_fake.sent[0].fd, k_fd_pc);
         EXPECT_THAT(g_fake.sent[0].bytes, HasSubstr("\r\n^DSVER: "));
+    });
+}
+
+TEST(PcReader, SwitchesTheHandsetOffByItsLineAlone)
+{
+    in_child([] {
+        reader reader;
+        reader.read({data("AT^DAMTOFF"), data("AT^DSVER\rAT^DAMTOFF\r")});
+        EXPECT_EQ(g_fake.power_offs, 0);
+    });
+    in_child([] {
+        reader reader;
+        reader.read({data("AT^DAMTOFF\r")});
+        EXPECT_THAT(g_fake.sent, ElementsAre(written{k_fd_pc, "\r\nOK\r\n"}));
+        EXPECT_THAT(g_fake.slept_seconds, ElementsAre(2));
+        EXPECT_EQ(g_fake.power_offs, 1);
     });
 }
 

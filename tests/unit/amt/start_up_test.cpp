@@ -20,6 +20,7 @@
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/channel_fakes.h"
+#include "tests/unit/amt/pending_notes.h"
 
 namespace {
 
@@ -141,36 +142,102 @@ TEST(StartUp, ForgetsWhatWasBefore)
     in_child([] {
         const start start({});
         g_at_dev_not_opened = 1;
-        strcpy(pending_imei, "1");
-        strcpy(pending_sn, "2");
-        pending_kind = AMT_PENDING_SN;
-        pending_channel = 1;
+        note_text(pending_imei(), "1");
+        note_text(pending_sn(), "2");
+        pending_kind() = AMT_PENDING_SN;
+        pending_channel() = 1;
         handle_context_st.m_request.m_length = 9;
         handle_context_st.m_handle_app_func_a[7] = handle_context_st.m_handle_app_func_a[0xE8];
         g_fake.opened = {1004};
         EXPECT_EQ(amt_handle_init(1), ERR_NONE);
         EXPECT_EQ(g_at_dev_not_opened, 0U);
-        EXPECT_STREQ(pending_imei, "");
-        EXPECT_STREQ(pending_sn, "");
-        EXPECT_EQ(pending_kind, AMT_PENDING_NONE);
-        EXPECT_EQ(pending_channel, 0);
+        EXPECT_EQ(noted(pending_imei()), "");
+        EXPECT_EQ(noted(pending_sn()), "");
+        EXPECT_EQ(pending_kind(), AMT_PENDING_NONE);
+        EXPECT_EQ(pending_channel(), 0);
         EXPECT_EQ(handle_context_st.m_request.m_length, 0U);
         EXPECT_NE(handle_context_st.m_handle_app_func_a[0xE8], nullptr);
     });
 }
 
-TEST(StartUp, MakesTheSecondFolderOnlyBehindTheFirst)
+// --- the identities, in either arrangement
+
+constexpr uint32_t k_both_flags_a[] = {0, 1};
+
+TEST(StartUp, MakesTheFoldersAndThenTheParametersOfWifi)
+{
+    for (const uint32_t flag : k_both_flags_a) {
+        in_child([flag] {
+            const start start({k_fd_pc, k_fd_modem});
+            EXPECT_EQ(amt_handle_init(flag), ERR_NONE);
+            EXPECT_THAT(g_fake.prepared, ElementsAre("/amt/BT", "/amt/WIFI", "WiFi parameters")) << flag;
+        });
+    }
+}
+
+TEST(StartUp, MakesTheSecondFolderOnlyBehindTheFirstAndTheParametersInAnyCase)
+{
+    for (const uint32_t flag : k_both_flags_a) {
+        in_child([flag] {
+            const start start({k_fd_pc, k_fd_modem});
+            g_fake.folder_result = ERR_C_FUNCTION;
+            EXPECT_EQ(amt_handle_init(flag), ERR_NONE) << "no reason not to start";
+            EXPECT_THAT(g_fake.prepared, ElementsAre("/amt/BT", "WiFi parameters")) << flag;
+            EXPECT_EQ(g_fake.started.size(), flag == 0 ? 3U : 1U);
+        });
+    }
+}
+
+TEST(StartUp, DoesNotNeedTheParametersOfWifi)
+{
+    for (const uint32_t flag : k_both_flags_a) {
+        for (const int32_t code : {ERR_UNKNOWN, ERR_C_FUNCTION}) {
+            in_child([flag, code] {
+                const start start({k_fd_pc, k_fd_modem});
+                g_fake.wifi_result = code;
+                amt_set_platform_mode(7);
+                EXPECT_EQ(amt_handle_init(flag), ERR_NONE) << flag << " " << code;
+                EXPECT_EQ(g_fake.started.size(), flag == 0 ? 3U : 1U);
+                EXPECT_EQ(amt_get_platform_mode(), flag);
+            });
+        }
+    }
+}
+
+TEST(StartUp, ForgetsOldNotesFirstAndOpensNothingBeforeTheIdentitiesAreThere)
+{
+    for (const uint32_t flag : k_both_flags_a) {
+        in_child([flag] {
+            const start start({k_fd_pc, k_fd_modem});
+            note_text(pending_imei(), "1");
+            pending_kind() = AMT_PENDING_IMEI;
+            int steps = 0;
+            g_fake.on_prepare = [&steps] {
+                steps++;
+                EXPECT_EQ(noted(pending_imei()), "");
+                EXPECT_EQ(pending_kind(), AMT_PENDING_NONE);
+                EXPECT_THAT(g_fake.open_calls, IsEmpty());
+                EXPECT_THAT(g_fake.started, IsEmpty());
+                EXPECT_EQ(g_init_state, AMT_INIT_RUNNING);
+            };
+            EXPECT_EQ(amt_handle_init(flag), ERR_NONE);
+            EXPECT_EQ(steps, 3) << flag;
+        });
+    }
+}
+
+TEST(StartUp, MakesTheParametersOnceAlsoWhenItFailsBehindThem)
 {
     in_child([] {
-        const start start({1004});
-        EXPECT_EQ(amt_handle_init(1), ERR_NONE);
-        EXPECT_THAT(g_fake.folders, ElementsAre("/amt/BT", "/amt/WIFI"));
+        const start start({0});
+        EXPECT_EQ(amt_handle_init(0), ERR_C_FUNCTION);
+        EXPECT_THAT(g_fake.prepared, ElementsAre("/amt/BT", "/amt/WIFI", "WiFi parameters"));
     });
     in_child([] {
-        const start start({1004});
-        g_fake.folder_result = ERR_C_FUNCTION;
-        EXPECT_EQ(amt_handle_init(1), ERR_NONE) << "no reason not to start";
-        EXPECT_THAT(g_fake.folders, ElementsAre("/amt/BT"));
+        const start start({});
+        g_fake.pty_opened = {ERR_C_FUNCTION};
+        EXPECT_EQ(amt_handle_init(1), ERR_C_FUNCTION);
+        EXPECT_THAT(g_fake.prepared, ElementsAre("/amt/BT", "/amt/WIFI", "WiFi parameters"));
     });
 }
 

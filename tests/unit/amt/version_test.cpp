@@ -233,6 +233,75 @@ TEST_F(Version, OfTheSoftwareIsTheHandsetsOwn)
     });
 }
 
+// The longest text there is: 99 characters, and no more than its own length.
+TEST_F(Version, OfTheSoftwareHasItsOwnLength)
+{
+    set({{k_customer, "KORVEN"}, {k_incremental, std::string(91, 'i')}, {k_id, std::string(91, 'd')}});
+    in_child([] {
+        const links link;
+        const amt_buffer request = buffer_with(request_hex(16));
+        amt_buffer response = buffer_with(std::string(400, 'f'));
+        EXPECT_EQ(handle_amt_pc_req_version(AMT_CHANNEL_PC, &request, &response), ERR_NONE);
+        EXPECT_THAT(link.at_station(),
+                    ElementsAre(k_pre_response,
+                                enveloped("8000bb2e7a00ee1301040010000000ee12036300" +
+                                          hex_of("TELO " + std::string(91, 'i') + "(dd") + "ee0101040000000000")));
+    });
+}
+
+struct request_row {
+    const char *name;
+    std::string request;
+    uint32_t type;
+};
+
+TEST_F(Version, IsThatOfTheFirstTypeInTheRequest)
+{
+    const request_row rows[] = {
+        {"a short number", "0c00bb2d0600ee1301010001", 1},
+        {"a number of another type", "0f00bb2d0900ee13030400" + u32_hex(1), 1},
+        {"two types", "1800bb2d1200ee1301040020000000ee1301040001000000", 32},
+        {"behind another atom", "1800bb2d1200ee0101040001000000ee1301040040000000", 64},
+    };
+    for (const request_row &row : rows) {
+        in_child([&row] {
+            const links link;
+            const amt_buffer request = buffer_with(row.request);
+            amt_buffer response = {};
+            EXPECT_EQ(handle_amt_pc_req_version(AMT_CHANNEL_PC, &request, &response), ERR_NONE) << row.name;
+            EXPECT_THAT(link.at_station(), ElementsAre(k_pre_response, enveloped(fixed_answer(row.type)))) << row.name;
+        });
+    }
+}
+
+TEST_F(Version, OfTheMakersSoftwareThatIsUnknownEndsBehindThePreResponse)
+{
+    set({{k_customer, "KORVEN"}, {k_id, "B"}, {k_display, "D"}});
+    in_child([] {
+        const links link;
+        const test_log log;
+        g_fake.empty_property = k_incremental;
+        const amt_buffer request = buffer_with(request_hex(16));
+        amt_buffer response = {};
+        EXPECT_EQ(handle_amt_pc_req_version(AMT_CHANNEL_PC, &request, &response), ERR_UNKNOWN);
+        EXPECT_THAT(link.at_station(), ElementsAre(k_pre_response));
+        EXPECT_THAT(log.records(), IsSupersetOf({k_failed + "read ro.build.version.incremental error",
+                                                 k_failed + "failed to get ap's sw version"}));
+    });
+}
+
+TEST_F(Version, OfTheMakersSoftwareIsToldWithoutItsId)
+{
+    set({{k_customer, "KORVEN"}, {k_incremental, "7"}});
+    in_child([] {
+        g_fake.empty_property = k_id;
+        char output[AMT_VERSION_SIZE] = "";
+        uint32_t length = 0;
+        EXPECT_EQ(get_ap_sw_version(output, &length), ERR_NONE);
+        EXPECT_EQ(std::string(output, length), "TELO 7()");
+    });
+}
+
 TEST_F(Version, OfTheSoftwareThatIsUnknownEndsBehindThePreResponse)
 {
     in_child([] {
@@ -360,6 +429,13 @@ TEST_F(Version, ThatIsUnknownIsAnErrorLine)
         const links link;
         g_fake.empty_property = k_display;
         EXPECT_EQ(handle_amt_sw_version_at(), ERR_NONE) << "it is answered";
+        EXPECT_THAT(link.at_station(), ElementsAre(hex_of("\r\n+CME ERROR: 100\r\n")));
+    });
+    set({{k_customer, "KORVEN"}});
+    in_child([] {
+        const links link;
+        g_fake.empty_property = k_incremental;
+        EXPECT_EQ(handle_amt_sw_version_at(), ERR_NONE);
         EXPECT_THAT(link.at_station(), ElementsAre(hex_of("\r\n+CME ERROR: 100\r\n")));
     });
 }

@@ -166,8 +166,7 @@ TEST(WifiAddress, ThatIsNotWrittenWholeIsTold)
             EXPECT_EQ(folder.content(k_file), row.left);
             EXPECT_THAT(g_fake.pauses, ElementsAre(50U, 50U));
             EXPECT_THAT(g_fake.shell_commands, ElementsAre("/system/bin/sync", "/system/bin/sync"));
-            EXPECT_THAT(log.records(),
-                        ElementsAre("func | ", k_failed_call + std::string("fputs fail: ") + row.reason));
+            EXPECT_THAT(log.records(), ElementsAre("func | ", std::string("sys error | fputs: ") + row.reason));
         });
     }
 }
@@ -181,8 +180,8 @@ TEST(WifiAddress, HasNoPlaceInWhatIsNoFile)
         EXPECT_EQ(amt_write_wifi_address("00:11"), ERR_UNKNOWN);
         amt_folder::remove();
         EXPECT_EQ(amt_write_wifi_address("00:11"), ERR_UNKNOWN);
-        const std::string told = k_failed + "open /amt/WIFI/WIFI_nvram.txt fail";
-        EXPECT_THAT(log.records(), ElementsAre("func | ", told, "func | ", told));
+        EXPECT_THAT(log.records(), ElementsAre("func | ", "sys error | open: 22 - Invalid argument", "func | ",
+                                               "sys error | open: 2 - No such file or directory"));
         EXPECT_THAT(g_fake.pauses, IsEmpty());
         EXPECT_THAT(g_fake.shell_commands, IsEmpty());
         EXPECT_THAT(g_fake.files, IsEmpty());

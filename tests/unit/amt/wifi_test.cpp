@@ -179,7 +179,7 @@ TEST_F(Wifi, AddressThatCannotBeWrittenIsNotAnswered)
         g_fake.file_writings = {{0, ENOSPC}};
         outcome seen = bench.ask(amt_device_wifi_address, AMT_CHANNEL_PC, write_request(k_address));
         EXPECT_EQ(seen.result, ERR_UNKNOWN);
-        EXPECT_THAT(seen.told, ElementsAre(op_type("1"), k_failed_call + "fputs fail: 28 - No space left on device",
+        EXPECT_THAT(seen.told, ElementsAre(op_type("1"), "sys error | fputs: 28 - No space left on device",
                                            k_failed + "write error"));
         EXPECT_THAT(seen.at_station, IsEmpty());
         EXPECT_THAT(seen.at_application, IsEmpty());
@@ -187,7 +187,7 @@ TEST_F(Wifi, AddressThatCannotBeWrittenIsNotAnswered)
         std::filesystem::remove_all(bench.folder().path("WIFI"));
         seen = bench.ask(amt_device_wifi_address, AMT_CHANNEL_PC, write_request(k_address));
         EXPECT_EQ(seen.result, ERR_UNKNOWN);
-        EXPECT_THAT(seen.told, ElementsAre(op_type("1"), k_failed + "open /amt/WIFI/WIFI_nvram.txt fail",
+        EXPECT_THAT(seen.told, ElementsAre(op_type("1"), "sys error | open: 2 - No such file or directory",
                                            k_failed + "write error"));
         EXPECT_THAT(seen.at_station, IsEmpty());
         EXPECT_THAT(seen.at_application, IsEmpty());

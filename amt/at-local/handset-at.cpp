@@ -1,0 +1,130 @@
+#include "amt/at-local/handset-at.h"
+
+#include <power.h>
+#include <string.h>
+
+#include "amt/at-local/at-fields.h"
+#include "amt/at-local/at-line.h"
+#include "amt/core/context.h"
+#include "amt/identity/handshake-permit.h"
+#include "amt/identity/identity-files.h"
+#include "amt/identity/serial-number.h"
+#include "amt/platform-library.h"
+#include "pub/base/number.h"
+#include "pub/base/wait.h"
+
+#define LOG_MODULE "amt/amt-handle"
+#include "pub/log/log.h"
+
+namespace {
+
+constexpr uint32_t k_reply_leaves_seconds = 2;
+
+constexpr int32_t k_read_pcba_sn = 1;
+constexpr int32_t k_write_pcba_sn = 2;
+
+constexpr int32_t k_read_flag = 2;
+
+constexpr uint32_t k_flag_unread = 2;
+
+// The text behind the prefix, up to the end of its line: what may stand there is another line.
+at_fields fields_of(const char *prefix)
+{
+    const char *text = amt_behind(prefix);
+    return at_fields(text, strcspn(text, "\r\n"));
+}
+
+int32_t read_pcba_sn()
+{
+    char number[AMT_PCBA_SN_SIZE];
+    if (amt_read_pcba_sn(number) != ERR_NONE) {
+        (void)log_error(ERR_UNKNOWN, "read error.");
+        return amt_reply_error();
+    }
+    log_info("readed pcba-sn: %s.", number);
+    return amt_reply_to_line("\r\n^DPCBACTRL: %s\r\n\r\nOK\r\n", number);
+}
+
+int32_t write_pcba_sn(const char *number)
+{
+    if (number == nullptr) {
+        return amt_tell_missing_field("pcba-sn");
+    }
+    if (amt_write_pcba_sn(number, AMT_PCBA_SN_FILE) != ERR_NONE) {
+        (void)log_error(ERR_UNKNOWN, "write error.");
+        return amt_reply_error();
+    }
+    log_info("Writed pcba-sn: %s.", number);
+    return amt_reply_ok();
+}
+
+} // namespace
+
+int32_t handle_amt_power_off_at()
+{
+    log_func();
+    const int32_t result = amt_reply_ok();
+    pub_util_sleep_seconds(k_reply_leaves_seconds);
+    if (platform_power_off() != 0) {
+        (void)log_sys_error("reboot");
+    }
+    return result;
+}
+
+int32_t handle_amt_pcba_sn_at()
+{
+    log_func();
+    at_fields fields = fields_of(AT_PCBA_SN);
+    const char *type = fields.next();
+    if (type == nullptr) {
+        return amt_tell_missing_field("type");
+    }
+    const int32_t operation = pub_util_get_number(type);
+    switch (operation) {
+    case k_read_pcba_sn:
+        return read_pcba_sn();
+    case k_write_pcba_sn:
+        return write_pcba_sn(fields.next());
+    default:
+        (void)log_error(ERR_INVALID_PARAM, "unknown operation type: %u", static_cast<uint32_t>(operation));
+        return amt_reply_error();
+    }
+}
+
+int32_t handle_amt_not_permit_handshake_at()
+{
+    log_func();
+    log_info("handle_amt_not_permit_handshake_at. start.");
+    at_fields fields = fields_of(AT_NOT_PERMIT);
+    const char *type = fields.next();
+    if (type == nullptr) {
+        return amt_tell_missing_field("type");
+    }
+    const int32_t operation = pub_util_get_number(type);
+    int32_t flag = 0;
+    const int32_t result = handle_amt_damt1_operation(operation, &flag);
+    if (result == ERR_NONE && operation == k_read_flag) {
+        return amt_reply_to_line("\r\n^DAMT1: %d\r\n\r\nOK\r\n", flag);
+    }
+    return amt_reply_result(result);
+}
+
+int32_t handle_amt_enter_idle_at()
+{
+    log_func();
+    return amt_reply_result(amt_make_ue_enter_idle());
+}
+
+int32_t handle_amt_boot_dl_fin_read_at()
+{
+    log_func();
+    log_info("handle_amt_boot_dl_fin_read_at. at:%s.",
+             reinterpret_cast<const char *>(handle_context_st.m_request.m_data_a));
+    uint32_t flag = k_flag_unread;
+    const int32_t result = amt_boot_dl_fin_read(&flag);
+    log_info("amt_modem_boot_dl_fin_read finished. flag:%d; ret_val:%d.", static_cast<int>(flag), result);
+    if (result != ERR_NONE) {
+        return amt_reply_error();
+    }
+    return amt_reply_to_line("\r\n^DBOOTDLFIN: %d\r\n\r\nOK\r\n", static_cast<int>(flag));
+}
