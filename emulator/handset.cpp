@@ -63,7 +63,11 @@ constexpr struct {
 };
 
 // The handset's shell and tools are this machine's. A test replaces one by writing a file of its own in its place.
-constexpr const char *k_tools[] = {"sh", "rm", "rmdir", "mv", "sync", "chmod", "chgrp", "cp", "cat"};
+constexpr const char *k_tools[] = {"sh", "rm", "rmdir", "mv", "chmod", "chgrp", "cp", "cat"};
+
+// But for this one: the disk is this machine's, has other things to do, and is left alone.
+constexpr char k_sync_path[] = "/system/bin/sync";
+constexpr char k_sync[] = "#!/system/bin/sh\n";
 
 constexpr char k_users[] = "root:x:0:0::/:/system/bin/sh\n"
                            "system:x:1000:1000::/:/system/bin/sh\n"
@@ -153,6 +157,7 @@ handset::handset(handset_options options)
     for (const auto &file : k_kernel_files) {
         write_once(files, file.path, file.content);
     }
+    files.write(k_sync_path, k_sync, 0755);
     install_program(files, m_options.service, k_service_path);
     install_program(files, m_options.player, k_player_path);
     if (!m_options.library_folder.empty()) {

@@ -13,6 +13,22 @@ namespace tour {
 
 constexpr char k_version[] = "KV-2.0"; // as the platform tells the service
 
+// The parameters of the WiFi driver, as its maker has them and with this handset's address.
+constexpr char k_makers_parameters[] = "boardtype=0x0653\nmacaddr=00:90:4c:00:00:00\nregrev=0\n";
+constexpr char k_parameters[] = "boardtype=0x0653\nmacaddr=00:11:22:33:44:66\nregrev=0\n";
+
+// What the handset keeps of what the station writes.
+constexpr struct {
+    const char *path;
+    const char *content;
+    const char *check;
+} k_files[] = {
+    {"/amt/imei.txt", "490154203237518", "which the handset keeps once the modem has accepted it"},
+    {"/amt/sn-2.txt", "PCBA-0017", "the board's number is kept"},
+    {"/amt/WIFI/WIFI_nvram.txt", "00:11:22:33:44:77\n", "the address is kept"},
+    {"/data/misc/wifi/nvram.txt", k_parameters, "and the one of before has reached WiFi's driver with the start"},
+};
+
 static station::message version_request()
 {
     return station::message(0x2D).with_int(19, 16);
@@ -23,10 +39,14 @@ static station::message version_answer()
     return station::message(0x2E).with_int(19, 16).with_bytes(18, k_version).with_int(1, 0);
 }
 
+static std::string text(const std::string &bytes)
+{
+    return "text " + station::quoted(bytes);
+}
+
 static std::vector<exchange> exchanges()
 {
     const std::string modems_own = station::message(0x13).with_int(9, 77).envelope();
-    const auto text = [](const std::string &bytes) { return "text " + station::quoted(bytes); };
     // clang-format off
     return {
         {"probe", "AT\r", "AT;^DLKS=1\r", {text("\r\nOK\r\n")},
@@ -44,6 +64,23 @@ static std::vector<exchange> exchanges()
          "a radio is tested by message"},
         {"satellite, line", "AT^DGPSCTRL=2,4\r", "", {text("\r\n^DGPSCTRL: 27,41\r\n\r\nOK\r\n")},
          "and by line, which brings the satellite in slot 4"},
+    };
+    // clang-format on
+}
+
+static std::vector<exchange> identity_exchanges()
+{
+    // clang-format off
+    return {
+        {"IMEI", "AT^DCGSNW=490154203237518\r", "AT^DCGSNW=490154203237518\r", {text("\r\nOK\r\n")},
+         "an identity is written into the modem"},
+        {"board, written", station::message(0xC1).with_bytes(190, "\2").with_string(191, "PCBA-0017").envelope(), "",
+         {"pre-response", station::describe(station::message(0xC2).with_int(1, 0))},
+         "the board's serial number is written by message"},
+        {"board, read", "AT^DPCBACTRL=1\r", "", {text("\r\n^DPCBACTRL: PCBA-0017\r\n\r\nOK\r\n")},
+         "and read by line"},
+        {"WiFi's address", "AT^DWIFIADDR=\"00:11:22:33:44:77\"\r", "", {text("\r\nOK\r\n")},
+         "an address is written by line"},
     };
     // clang-format on
 }
@@ -72,8 +109,32 @@ static void show_radios(stage &stage, const emulator::handset &handset)
                  "hwt_btCheck(), hwt_gpsCtrl(1, 0, null, null), hwt_gpsCtrl(2, 4, svid, cnr)", asked);
 }
 
+static void show_files(stage &stage, const emulator::handset &handset)
+{
+    const char *label = "files";
+    for (const auto &file : k_files) {
+        const std::string content = handset.files.read(file.path);
+        stage.say(label, std::string(file.path) + ": " + station::quoted(content));
+        stage.expect(file.check, station::quoted(file.content), station::quoted(content));
+        label = "";
+    }
+}
+
+// Here it is only written down that the kernel was asked for it, and the service goes on.
+static void power_off(stage &stage, const emulator::handset &handset, peer &station)
+{
+    constexpr char k_call[] = "reboot(POWER_OFF)";
+    play(stage, station, {"power-off", "AT^DAMTOFF\r", "", {text("\r\nOK\r\n")}, "a power-off is acknowledged"});
+    const auto is_off = [&] { return handset.calls().back() == k_call; };
+    emulator::wait_until("the power-off", is_off);
+    stage.say("", "kernel: " + handset.calls().back());
+    stage.expect("and two seconds later the power is switched off", k_call, handset.calls().back());
+}
+
 static emulator::process start_reading(equipment &equipment)
 {
+    equipment.handset.files.write("/system/etc/wifi/nvram.txt", k_makers_parameters);
+    equipment.handset.files.write("/amt/WIFI/WIFI_nvram.txt", "00:11:22:33:44:66\n");
     equipment.handset.set_property(k_switch_property, "1");
     equipment.handset.set_property("ro.build.display.id", k_version);
     equipment.handset.control("hwt_gpsCtrl", {"svid.4=27", "cnr.4=41"});
@@ -148,6 +209,11 @@ void play_station(stage &stage, equipment &equipment)
         play(stage, station, each);
     }
     show_radios(stage, equipment.handset);
+    for (const exchange &each : identity_exchanges()) {
+        play(stage, station, each);
+    }
+    show_files(stage, equipment.handset);
+    power_off(stage, equipment.handset, station);
     pull_cable(stage, equipment.handset, service);
     show_log(stage, equipment.handset);
 }

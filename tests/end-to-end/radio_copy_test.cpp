@@ -141,6 +141,25 @@ TEST_F(BluetoothOfAStation, LeavesAServiceThatOutlivesTheCopy)
     (void)end(service);
 }
 
+// The service alone hears the modem.
+TEST_F(BluetoothOfAStation, LeavesACopyWhoseIdentitiesAreSavedByTheService)
+{
+    const emulator::process service = start_reading();
+    EXPECT_EQ(ask(station::message(0xAA)), m_done);
+    EXPECT_EQ(receive(), m_done);
+    stop(service);
+    for (const std::string &request : {"AT^DMPCHN=1\r", "AT^DCGSNW=490154203237518\r"}) {
+        m_link.send_raw(request);
+        EXPECT_EQ(m_modem.read_exactly(request.size()), request);
+    }
+    go_on(service);
+    m_modem.write("\r\nOK\r\n");
+    EXPECT_EQ(m_link.receive().bytes, "\r\nOK\r\n");
+    EXPECT_EQ(m_handset.files.read("/amt/imei-2.txt"), "490154203237518");
+    end_copy(wait_copy());
+    (void)end(service);
+}
+
 TEST_F(BluetoothOfAStation, ThatDoesNotStartIsAcknowledgedAndThenRefusedByTheCopy)
 {
     m_handset.control("hwt_btCtrl", {"result=-3"});
