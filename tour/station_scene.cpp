@@ -23,10 +23,11 @@ constexpr struct {
     const char *content;
     const char *check;
 } k_files[] = {
-    {"/amt/imei.txt", "490154203237518", "which the handset keeps once the modem has accepted it"},
+    {"/amt/imei.txt", "490154203237518", "the IMEI is kept in its file once the modem has accepted it"},
     {"/amt/sn-2.txt", "PCBA-0017", "the board's number is kept"},
     {"/amt/WIFI/WIFI_nvram.txt", "00:11:22:33:44:77\n", "the address is kept"},
-    {"/data/misc/wifi/nvram.txt", k_parameters, "and the one of before has reached WiFi's driver with the start"},
+    {"/data/misc/wifi/nvram.txt", k_parameters,
+     "the one of before is among the parameters of WiFi's driver since the start"},
 };
 
 static station::message version_request()

@@ -85,6 +85,7 @@ bool write_bt_address(const address_text &address)
 
 int32_t bt_addr_read()
 {
+    log_func();
     address_text address;
     return read_bt_address(address) ? amt_reply_to_line("\r\n^DBTADDR: \"%s\"\r\n\r\nOK\r\n", address)
                                     : amt_reply_cme_error();
@@ -92,6 +93,7 @@ int32_t bt_addr_read()
 
 int32_t bt_addr_write()
 {
+    log_func();
     address_text address;
     get_quoted(k_bt_write, address);
     return write_bt_address(address) ? amt_reply_ok() : amt_reply_cme_error();

@@ -7,7 +7,6 @@
 #include "amt/at-local/at-line.h"
 #include "amt/core/context.h"
 #include "amt/identity/handshake-permit.h"
-#include "amt/identity/identity-files.h"
 #include "amt/identity/serial-number.h"
 #include "amt/platform-library.h"
 #include "pub/base/number.h"

@@ -1,6 +1,6 @@
-// Lines for the handset itself. Each answers the station's request, which holds its text, and returns the result of the
-// answer; the two with a mandatory field return ERR_INVALID_PARAM, unanswered, without it: the station then gets the
-// dispatcher's message instead of a text, keep. Of the PC reader's thread.
+// Lines for the handset itself, called for a request that holds their text. Each answers it and returns the result of
+// the answer; the two with a mandatory field return ERR_INVALID_PARAM, unanswered, without it: the station then gets
+// the dispatcher's message instead of a text, keep. Of the PC reader's thread.
 #pragma once
 
 #include <stdint.h>
@@ -12,7 +12,7 @@ int32_t handle_amt_power_off_at();
 constexpr char AT_PCBA_SN[] = "AT^DPCBACTRL=";
 int32_t handle_amt_pcba_sn_at();
 
-// "0" and "1" set the flag that forbids the handshake, "2" reads it.
+// "0" forbids the handshake, "1" permits it, "2" reads the flag.
 constexpr char AT_NOT_PERMIT[] = "AT^DAMT1=";
 int32_t handle_amt_not_permit_handshake_at();
 

@@ -19,7 +19,7 @@
 #include "amt/channels/usb-monitor.h"
 #include "amt/core/context.h"
 #include "amt/identity/identity-files.h"
-#include "amt/identity/identity-writes.h"
+#include "amt/identity/pending-identity.h"
 #include "amt/identity/wifi-nvram.h"
 #include "amt/modem/at-channel.h"
 #include "amt/platform-library.h"

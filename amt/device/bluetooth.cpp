@@ -77,8 +77,10 @@ int32_t write_bt_address(const amt_buffer *request)
     if (fd < 0) {
         return amt_tell_open_failure(ERR_C_FUNCTION, k_file);
     }
-    const int32_t result = write_bt_address_to(fd, request);
-    (void)close(fd); // what was written tells by itself
+    int32_t result = write_bt_address_to(fd, request);
+    if (close(fd) != 0 && result == ERR_NONE) {
+        result = log_error(ERR_C_FUNCTION, "fputs() fail"); // told only now
+    }
     amt_sync_files();
     return result;
 }

@@ -31,7 +31,7 @@ enum class file_reading { done, not_opened, nothing_read };
 
 // --- writing
 
-// Of several that write one file at a time, each writes all of its text; whose text stays is not said.
+// No lock orders those who write one file: a station waits for its answer before it asks again.
 
 // Opens a file to be written anew: made if need be, emptied if not. The descriptor, or -1 with errno.
 [[nodiscard]] int amt_open_anew(const char *path);

@@ -1,7 +1,5 @@
 #include "amt/identity/identity-requests.h"
 
-#include <string.h>
-
 #include "amt/core/request.h"
 #include "amt/core/response.h"
 #include "amt/identity/identity-files.h"

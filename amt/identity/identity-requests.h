@@ -7,7 +7,7 @@
 
 #include "amt/core/context.h"
 
-// Reads (1) or writes (2) the serial number of the board, of up to 30 characters.
+// Reads (1) or writes (2) the serial number of the board, of up to 29 characters read and 30 written.
 int32_t amt_handle_board_pcba_ctrl(uint8_t channel, const amt_buffer *request, amt_buffer *response);
 
 // Reads (0) or writes (1) the serial number that adb shows, of up to 99 characters.

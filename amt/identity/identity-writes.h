@@ -1,6 +1,6 @@
 // Identity writes on their way to the modem: what a request wants written is noted here, and saved in a file once the
-// modem has accepted it. A note is kept until the next write of its kind comes. Notes change nothing of the request,
-// which travels on.
+// modem has accepted it. Only what was noted last waits for that. Notes change nothing of the request, which travels
+// on.
 #pragma once
 
 #include <stdint.h>

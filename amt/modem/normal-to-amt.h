@@ -15,6 +15,6 @@ int32_t amt_query_amt_support(uint8_t channel, const amt_buffer *request, amt_bu
 // answered: the platform starts it anew for the station. Nothing is switched when the modem refuses.
 int32_t amt_handle_normal_to_amt(uint8_t channel, const amt_buffer *request, amt_buffer *response);
 
-// Sets or reads the flag that forbids the handshake of a cable's insertion, by the operation of int atom 192. Without a
+// Sets or reads the flag that permits the handshake of a cable's insertion, by the operation of int atom 192. Without a
 // modem it is refused like the others, although it needs none.
 int32_t amt_handle_damt1_cmd(uint8_t channel, const amt_buffer *request, amt_buffer *response);

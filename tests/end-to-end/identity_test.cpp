@@ -13,8 +13,6 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::SizeIs;
 
 constexpr char k_ok[] = "\r\nOK\r\n";
 constexpr char k_error[] = "\r\nERROR\r\n";
@@ -292,7 +290,9 @@ TEST_F(Identity, OfWifiIsNoReasonNotToStart)
 
 // --- the handset's other lines
 
-TEST_F(Identity, IsJoinedByTheFlagThatForbidsTheHandshake)
+using HandsetLine = Identity;
+
+TEST_F(HandsetLine, SetsTheFlagOfTheHandshake)
 {
     const emulator::process service = start_reading();
     EXPECT_EQ(ask_line("AT^DAMT1=2\r"), "\r\n^DAMT1: 1\r\n\r\nOK\r\n");
@@ -304,7 +304,7 @@ TEST_F(Identity, IsJoinedByTheFlagThatForbidsTheHandshake)
     (void)end(service);
 }
 
-TEST_F(Identity, LinesWithoutTheirFieldGetOneMessageAndNoText)
+TEST_F(HandsetLine, WithoutItsFieldGetsOneMessageAndNoText)
 {
     const emulator::process service = start_reading();
     for (const char *line : {"AT^DPCBACTRL=\r", "AT^DPCBACTRL=2\r", "AT^DAMT1=\r"}) {
@@ -315,7 +315,7 @@ TEST_F(Identity, LinesWithoutTheirFieldGetOneMessageAndNoText)
     (void)end(service);
 }
 
-TEST_F(Identity, IsJoinedByIdleAndTheLastDownload)
+TEST_F(HandsetLine, IsForIdleOrTheLastDownload)
 {
     m_handset.control("amt_check_system_sanity", {"result=5"});
     const emulator::process service = start_reading();
@@ -331,7 +331,7 @@ TEST_F(Identity, IsJoinedByIdleAndTheLastDownload)
 }
 
 // The emulated power-off comes back: the service goes on.
-TEST_F(Identity, IsJoinedByThePowerOffThatIsAcknowledgedFirst)
+TEST_F(HandsetLine, SwitchesOffAndTheVersionGoesBeforeIt)
 {
     m_handset.set_property("ro.build.display.id", "KV-2.0");
     const emulator::process service = start_reading();
@@ -339,14 +339,13 @@ TEST_F(Identity, IsJoinedByThePowerOffThatIsAcknowledgedFirst)
     EXPECT_EQ(ask_line("AT^DAMTOFF\rAT^DSVER\r"), "\r\n^DSVER: KV-2.0\r\n\r\nOK\r\n");
     EXPECT_THAT(m_handset.calls(), IsEmpty()) << "the version, and nothing else";
     EXPECT_EQ(ask_line("AT^DAMTOFF\r"), k_ok);
-    EXPECT_THAT(m_handset.calls(), IsEmpty()) << "the answer leaves first";
     emulator::wait_until("the power-off", [&] { return !m_handset.calls().empty(); });
     EXPECT_THAT(m_handset.calls(), ElementsAre("reboot(POWER_OFF)"));
     EXPECT_EQ(ask_line("AT^DBTADDR=?\r"), k_ok);
     (void)end(service);
 }
 
-TEST_F(Identity, IsNotLostWhenTheServiceEndsInItsSaving)
+TEST_F(Identity, ThatTheDiskIsSlowToTakeHoldsNoEndUp)
 {
     ASSERT_EQ(mkfifo(m_handset.files.host_path("/handset/held").c_str(), 0600), 0);
     m_handset.files.write("/system/bin/sync", "#!/system/bin/sh\nread wait < /handset/held\n", 0755);
@@ -355,8 +354,8 @@ TEST_F(Identity, IsNotLostWhenTheServiceEndsInItsSaving)
     (void)m_modem.read_exactly(26);
     m_modem.write(k_ok);
     (void)m_handset.wait_log("write pcba-sn: 490154203237518");
+    EXPECT_EQ(content("/amt/imei.txt"), "490154203237518") << "before the disk is told";
     (void)end(service);
-    EXPECT_EQ(content("/amt/imei.txt"), "490154203237518");
 }
 
 } // namespace

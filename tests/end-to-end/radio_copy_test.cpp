@@ -148,7 +148,7 @@ TEST_F(BluetoothOfAStation, LeavesACopyWhoseIdentitiesAreSavedByTheService)
     EXPECT_EQ(ask(station::message(0xAA)), m_done);
     EXPECT_EQ(receive(), m_done);
     stop(service);
-    for (const std::string &request : {"AT^DMPCHN=1\r", "AT^DCGSNW=490154203237518\r"}) {
+    for (const std::string request : {"AT^DMPCHN=1\r", "AT^DCGSNW=490154203237518\r"}) {
         m_link.send_raw(request);
         EXPECT_EQ(m_modem.read_exactly(request.size()), request);
     }

@@ -85,7 +85,7 @@ TEST_F(Switch, HasAFlagThatOutlivesTheService)
     const emulator::process service = start_up();
     emulator::tty app = open_app();
     const auto flag_is = [](std::uint32_t flag) { return station::message(0xDC).with_int(192, flag).with_int(1, 0); };
-    EXPECT_EQ(ask(app, station::message(0xDB).with_int(192, 2)), flag_is(1)) << "without a file it forbids";
+    EXPECT_EQ(ask(app, station::message(0xDB).with_int(192, 2)), flag_is(1)) << "without a file";
     EXPECT_EQ(ask(app, station::message(0xDB).with_int(192, 0)), flag_is(0));
     EXPECT_EQ(m_handset.files.read("/amt/power_usb_amt.txt"), "0");
     EXPECT_EQ(ask(app, station::message(0xDB).with_int(192, 2)), flag_is(0));

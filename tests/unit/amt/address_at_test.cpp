@@ -22,11 +22,6 @@ using ::testing::StartsWith;
 constexpr char k_bt_file[] = "/amt/BT/BT_Address.txt";
 constexpr char k_wifi_file[] = "/amt/WIFI/WIFI_nvram.txt";
 
-std::string bt_line(const std::string &address)
-{
-    return "\r\n^DBTADDR: \"" + address + "\"\r\n\r\nOK\r\n";
-}
-
 std::string wifi_line(const std::string &address)
 {
     return "\r\n^DWIFIADDR: \"" + address + "\"\r\n\r\nOK\r\n";
@@ -93,7 +88,7 @@ TEST(Address, IsWrittenAsItStandsInTheQuotes)
                 EXPECT_THAT(seen.at_station, ElementsAre(k_ok_line));
                 EXPECT_EQ(handset.content(kind.path), row.address + "\n");
                 EXPECT_EQ(inode_of(handset, kind.path), inode) << "the same file";
-                EXPECT_THAT(seen.events, ElementsAreArray(together(whole_write(kind.path), {"send"})));
+                EXPECT_THAT(seen.events, ElementsAreArray(writing_of(kind.path) + steps{"send"}));
                 const std::string first_line = row.address.substr(0, row.address.find('\n'));
                 EXPECT_THAT(seen.told, ElementsAre("info | write BT address: " + first_line));
                 EXPECT_TRUE(seen.is_response_clear);
@@ -143,15 +138,15 @@ TEST(Address, IsNotWrittenWhenItIsEmpty)
 TEST(Address, ThatTheFileDoesNotTakeWholeIsAFailureAndSyncedAllTheSame)
 {
     for (const address_kind &kind : k_kinds_a) {
-        for (const fault_row &row : k_faults) {
+        for (const write_failure &row : k_write_failures) {
             in_child([&] {
                 SCOPED_TRACE(std::string(kind.name) + ", " + row.name);
                 const device_handset handset;
                 handset.put(kind.path, "old\n");
-                prepare_fault(row, kind.path);
+                fail_writing(kind.path, row);
                 const outcome seen = say(handset, kind.handler, kind.prefix + "00:11\"\r");
                 expect_answered(seen, k_cme_line);
-                EXPECT_THAT(seen.events, ElementsAreArray(together(whole_write(kind.path), {"send"})));
+                EXPECT_THAT(seen.events, ElementsAreArray(writing_of(kind.path) + steps{"send"}));
                 EXPECT_THAT(seen.told, ElementsAre(StartsWith(std::string("sys error | fputs: ") + row.told)));
             });
         }
@@ -179,7 +174,7 @@ TEST(Address, IsAnsweredWhenTheDiskCannotBeTold)
             g_fake.commands = {{-1, EAGAIN}, {256, 0}};
             const outcome seen = say(handset, kind.handler, kind.prefix + "00:11\"\r");
             EXPECT_THAT(seen.at_station, ElementsAre(k_ok_line)) << kind.name;
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_write(kind.path), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(writing_of(kind.path) + steps{"send"}));
         });
     }
 }
@@ -258,7 +253,7 @@ TEST(WifiAddressLine, TellsTheFirstLineButForItsLastCharacter)
             const outcome seen = say(handset, handle_amt_wifi_at, "AT^DWIFIADDR?\r");
             EXPECT_EQ(seen.result, ERR_NONE);
             EXPECT_THAT(seen.at_station, ElementsAre(wifi_line(row.address)));
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_read(k_wifi_file), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(reading_of(k_wifi_file) + steps{"send"}));
             EXPECT_TRUE(seen.is_response_clear);
             EXPECT_EQ(handset.content(k_wifi_file), row.content);
         });
@@ -289,7 +284,7 @@ TEST(WifiAddressLine, IsRefusedWithoutALine)
         const outcome seen = say(handset, handle_amt_wifi_at, "AT^DWIFIADDR?\r");
         expect_answered(seen, k_cme_line);
         EXPECT_THAT(seen.told, ElementsAre(k_failed + "read fail"));
-        EXPECT_THAT(seen.events, ElementsAreArray(together(whole_read(k_wifi_file), {"send"})));
+        EXPECT_THAT(seen.events, ElementsAreArray(reading_of(k_wifi_file) + steps{"send"}));
     });
 }
 

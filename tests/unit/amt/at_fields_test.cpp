@@ -8,6 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "pub/log/errors.h"
+#include "tests/support/in_child.h"
+#include "tests/support/test_log.h"
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -141,6 +145,22 @@ TEST(AtFields, HaveTheNumberAtTheirBeginningIn32Bits)
     for (const number_row &row : k_numbers_a) {
         EXPECT_EQ(amt_get_field_number(row.field), row.number) << "\"" << row.field << "\"";
     }
+}
+
+// A handler that misses a field.
+int32_t amt_test_line()
+{
+    return amt_tell_missing_field("channel");
+}
+
+TEST(MissingField, IsToldAsTheHandlersOwn)
+{
+    in_child([] {
+        const test_log log;
+        EXPECT_EQ(amt_test_line(), ERR_INVALID_PARAM);
+        EXPECT_THAT(log.records(), ElementsAre(k_bad_argument + "channel is null!!!"));
+        EXPECT_THAT(log.functions(), ElementsAre("amt_test_line"));
+    });
 }
 
 } // namespace

@@ -67,6 +67,21 @@ TEST(LineReply, WithoutATextIsNotSent)
     });
 }
 
+TEST(LineReply, WithoutATextIsNotSentAsTheMessageThatWasLeftThere)
+{
+    in_child([] {
+        const device_handset handset;
+        const auto reply = [] {
+            g_text = "";
+            handle_context_st.m_response.m_data_a[1] = 1; // by which it would have 256 bytes
+            return reply_with_text();
+        };
+        const outcome seen = say(handset, reply, "AT^A\r");
+        EXPECT_EQ(seen.result, ERR_INVALID_PARAM);
+        EXPECT_THAT(seen.at_station, IsEmpty());
+    });
+}
+
 struct reply_row {
     const char *name;
     line_handler reply;

@@ -63,18 +63,17 @@ const std::vector<line_row> &lines()
     const std::string ok = k_ok_line;
     const std::vector<std::string> sent = {"send"};
     static const std::vector<line_row> rows = {
-        {"AT^DBTADDR?\r", "AT^DBTADDR?\r", "\r\n^DBTADDR: \"bt\"\r\n" + ok, together(whole_read(k_bt_file), sent)},
+        {"AT^DBTADDR?\r", "AT^DBTADDR?\r", "\r\n^DBTADDR: \"bt\"\r\n" + ok, reading_of(k_bt_file) + sent},
         {"AT^DBTADDR=?\r", "AT^DBTADDR=?\r", ok, sent},
-        {"AT^DBTADDR=\"", "AT^DBTADDR=\"1\"\r", ok, together(whole_write(k_bt_file), sent)},
-        {"AT^DWIFIADDR?\r", "AT^DWIFIADDR?\r", "\r\n^DWIFIADDR: \"wifi\"\r\n" + ok,
-         together(whole_read(k_wifi_file), sent)},
+        {"AT^DBTADDR=\"", "AT^DBTADDR=\"1\"\r", ok, writing_of(k_bt_file) + sent},
+        {"AT^DWIFIADDR?\r", "AT^DWIFIADDR?\r", "\r\n^DWIFIADDR: \"wifi\"\r\n" + ok, reading_of(k_wifi_file) + sent},
         {"AT^DWIFIADDR=?\r", "AT^DWIFIADDR=?\r", ok, sent},
-        {"AT^DWIFIADDR=\"", "AT^DWIFIADDR=\"1\"\r", ok, together(whole_write(k_wifi_file), sent)},
+        {"AT^DWIFIADDR=\"", "AT^DWIFIADDR=\"1\"\r", ok, writing_of(k_wifi_file) + sent},
         {"AT^DSVER\r", "AT^DSVER\r", "\r\n^DSVER: KV\r\n" + ok, sent},
         {"AT^DAMTOFF\r", "AT^DAMTOFF\r", ok, {"send", "pause 2 s", "power off"}},
         {"AT^DGPSCTRL=", "AT^DGPSCTRL=2,4\r", "\r\n^DGPSCTRL: 27,41\r\n" + ok, sent},
-        {"AT^DPCBACTRL=", "AT^DPCBACTRL=1\r", "\r\n^DPCBACTRL: sn\r\n" + ok, together(whole_read(k_sn_file), sent)},
-        {"AT^DAMT1=", "AT^DAMT1=2\r", "\r\n^DAMT1: 0\r\n" + ok, together(whole_read(k_flag_file), sent)},
+        {"AT^DPCBACTRL=", "AT^DPCBACTRL=1\r", "\r\n^DPCBACTRL: sn\r\n" + ok, reading_of(k_sn_file) + sent},
+        {"AT^DAMT1=", "AT^DAMT1=2\r", "\r\n^DAMT1: 0\r\n" + ok, reading_of(k_flag_file) + sent},
         {"AT^DENTERIDLE", "AT^DENTERIDLE\r", ok, library_call("enter_idle")},
         {"AT^DBOOTDLFIN", "AT^DBOOTDLFIN\r", "\r\n^DBOOTDLFIN: 1\r\n" + ok, library_call("amt_check_system_sanity")},
     };

@@ -108,7 +108,7 @@ TEST(BoardNumberLine, TellsTheFirstLineOfItsFileCutAt29)
             handset.put(k_sn_file, row.content);
             const outcome seen = say(handset, handle_amt_pcba_sn_at, "AT^DPCBACTRL=1\r");
             expect_answered(seen, "\r\n^DPCBACTRL: " + row.number + "\r\n\r\nOK\r\n");
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_read(k_sn_file), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(reading_of(k_sn_file) + steps{"send"}));
             EXPECT_EQ(handset.content(k_sn_file), row.content);
             const std::string told = handset.log().text();
             EXPECT_NE(told.find("read pcba-sn: " + row.number + "\n"), std::string::npos);
@@ -152,7 +152,7 @@ TEST(BoardNumberLine, IsAnErrorWhenNothingCanBeRead)
         const outcome seen = say(handset, handle_amt_pcba_sn_at, "AT^DPCBACTRL=1\r");
         expect_answered(seen, k_error_line);
         EXPECT_THAT(seen.told, ElementsAre(StartsWith(k_failed_call + "read fail: 0 - "), read_error));
-        EXPECT_THAT(seen.events, ElementsAreArray(together(whole_read(k_sn_file), {"send"})));
+        EXPECT_THAT(seen.events, ElementsAreArray(reading_of(k_sn_file) + steps{"send"}));
     });
 }
 
@@ -195,7 +195,7 @@ TEST(BoardNumberLine, StoresTheSecondFieldAsItIs)
             expect_answered(seen, k_ok_line);
             EXPECT_EQ(handset.content(k_sn_file), row.number) << "without a line end";
             EXPECT_EQ(inode_of(handset, k_sn_file), inode) << "the same file";
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_write(k_sn_file), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(writing_of(k_sn_file) + steps{"send"}));
             EXPECT_THAT(seen.told, ElementsAre("info | write pcba-sn: " + row.number,
                                                "info | Writed pcba-sn: " + row.number + "."));
         });
@@ -252,17 +252,17 @@ TEST(BoardNumberLine, IsAnErrorWhenItsFileCannotBeOpened)
 
 TEST(BoardNumberLine, IsAnErrorWhenTheDiskDoesNotTakeItAndSyncedAllTheSame)
 {
-    for (const fault_row &row : k_faults) {
+    for (const write_failure &row : k_write_failures) {
         in_child([&row] {
             SCOPED_TRACE(row.name);
             const device_handset handset;
             handset.put(k_sn_file, "old");
-            prepare_fault(row, k_sn_file);
+            fail_writing(k_sn_file, row);
             const outcome seen = say(handset, handle_amt_pcba_sn_at, "AT^DPCBACTRL=2,KV01\r");
             expect_answered(seen, k_error_line);
             EXPECT_THAT(seen.told,
                         ElementsAre(StartsWith(k_failed_call + "fputs fail: " + row.told), k_failed + "write error."));
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_write(k_sn_file), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(writing_of(k_sn_file) + steps{"send"}));
         });
     }
 }

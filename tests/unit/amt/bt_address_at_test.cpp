@@ -23,11 +23,6 @@ constexpr char k_other_bt_file[] = "/mnt/opl/nvm/BT_Address.txt";
 const std::string k_no_bt_file =
     k_failed_call + R"(can not access file "/amt/BT/BT_Address.txt" or "/mnt/opl/nvm/BT_Address.txt")";
 
-std::string bt_line(const std::string &address)
-{
-    return "\r\n^DBTADDR: \"" + address + "\"\r\n\r\nOK\r\n";
-}
-
 // --- reading
 
 struct word_row {
@@ -60,7 +55,7 @@ TEST(BluetoothAddress, IsTheFirstWordOfItsFile)
             EXPECT_EQ(seen.result, ERR_NONE);
             EXPECT_THAT(seen.at_station, ElementsAre(bt_line(row.address)));
             EXPECT_THAT(seen.told, ElementsAre("info | read BT address: " + row.address));
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_read(k_bt_file), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(reading_of(k_bt_file) + steps{"send"}));
             EXPECT_TRUE(seen.is_response_clear);
             EXPECT_EQ(handset.content(k_bt_file), row.content);
         });
@@ -76,7 +71,7 @@ TEST(BluetoothAddress, IsNoneInAFileWithoutAWord)
             const outcome seen = say(handset, handle_amt_pc_req_at, "AT^DBTADDR?\r");
             expect_answered(seen, k_cme_line);
             EXPECT_THAT(seen.told, ElementsAre(k_failed + "read not completed")) << content.size();
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_read(k_bt_file), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(reading_of(k_bt_file) + steps{"send"}));
         });
     }
 }
@@ -88,7 +83,7 @@ TEST(BluetoothAddress, IsReadFromTheOtherFileOnlyWhenThereIsNotTheFirst)
         handset.put(k_other_bt_file, "other\n");
         const outcome seen = say(handset, handle_amt_pc_req_at, "AT^DBTADDR?\r");
         EXPECT_THAT(seen.at_station, ElementsAre(bt_line("other")));
-        EXPECT_THAT(seen.events, ElementsAreArray(together(whole_read(k_other_bt_file), {"send"})));
+        EXPECT_THAT(seen.events, ElementsAreArray(reading_of(k_other_bt_file) + steps{"send"}));
     });
     for (const bool has_word : {true, false}) {
         in_child([has_word] {
@@ -97,7 +92,7 @@ TEST(BluetoothAddress, IsReadFromTheOtherFileOnlyWhenThereIsNotTheFirst)
             handset.put(k_other_bt_file, "other\n");
             const outcome seen = say(handset, handle_amt_pc_req_at, "AT^DBTADDR?\r");
             EXPECT_THAT(seen.at_station, ElementsAre(has_word ? bt_line("first") : k_cme_line));
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_read(k_bt_file), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(reading_of(k_bt_file) + steps{"send"}));
         });
     }
 }
@@ -149,7 +144,7 @@ TEST(BluetoothAddress, IsWrittenIntoTheOtherFileOnlyWhenThereIsNotTheFirst)
         EXPECT_EQ(handset.content(k_other_bt_file), "00:11:22:33:44:55\n");
         EXPECT_EQ(inode_of(handset, k_other_bt_file), inode);
         EXPECT_EQ(handset.content(k_bt_file), "(missing)");
-        EXPECT_THAT(seen.events, ElementsAreArray(together(whole_write(k_other_bt_file), {"send"})));
+        EXPECT_THAT(seen.events, ElementsAreArray(writing_of(k_other_bt_file) + steps{"send"}));
     });
     in_child([&line] {
         const device_handset handset;
@@ -158,6 +153,16 @@ TEST(BluetoothAddress, IsWrittenIntoTheOtherFileOnlyWhenThereIsNotTheFirst)
         EXPECT_THAT(say(handset, handle_amt_pc_req_at, line).at_station, ElementsAre(k_ok_line));
         EXPECT_EQ(handset.content(k_bt_file), "00:11:22:33:44:55\n");
         EXPECT_EQ(handset.content(k_other_bt_file), "old\n");
+    });
+}
+
+TEST(BluetoothAddress, HasItsFileLookedForOnlyWhenThereIsSomethingToWrite)
+{
+    in_child([] {
+        const device_handset handset;
+        const outcome seen = say(handset, handle_amt_pc_req_at, "AT^DBTADDR=\"\"\r");
+        expect_answered(seen, k_cme_line);
+        EXPECT_THAT(seen.told, ElementsAre(k_bad_argument + "1"));
     });
 }
 

@@ -51,9 +51,9 @@ TEST(HandshakeLine, NeedsATypeThatItKnows)
 
 std::vector<std::string> flag_records(const std::string &type, const std::vector<std::string> &more)
 {
-    return together({"info | handle_amt_not_permit_handshake_at. start.",
-                     "info | handle_amt_damt1_operation op_type: " + type + "."},
-                    more);
+    return steps{"info | handle_amt_not_permit_handshake_at. start.",
+                 "info | handle_amt_damt1_operation op_type: " + type + "."} +
+           more;
 }
 
 TEST(HandshakeLine, LooksForNothingBehindTheLongestRequest)
@@ -91,7 +91,7 @@ TEST(HandshakeLine, StoresTheFlag)
             expect_answered(seen, k_ok_line);
             EXPECT_EQ(handset.content(k_flag_file), flag);
             EXPECT_EQ(inode_of(handset, k_flag_file), inode);
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_write(k_flag_file), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(writing_of(k_flag_file) + steps{"send"}));
             EXPECT_THAT(seen.told,
                         ElementsAreArray(flag_records(
                             flag, {"info | write content: " + flag,
@@ -103,18 +103,18 @@ TEST(HandshakeLine, StoresTheFlag)
 TEST(HandshakeLine, IsAnErrorWhenTheFlagCannotBeStored)
 {
     const std::string write_error = k_failed + "write error to do-not-permit-handshake file.";
-    for (const fault_row &row : k_faults) {
+    for (const write_failure &row : k_write_failures) {
         in_child([&] {
             SCOPED_TRACE(row.name);
             const device_handset handset;
             handset.put(k_flag_file, "0");
-            prepare_fault(row, k_flag_file);
+            fail_writing(k_flag_file, row);
             const outcome seen = say(handset, handle_amt_not_permit_handshake_at, "AT^DAMT1=1\r");
             expect_answered(seen, k_error_line);
             ASSERT_EQ(seen.told.size(), 4U);
             EXPECT_THAT(seen.told[2], StartsWith(k_failed_call + "fputs fail: " + row.told));
             EXPECT_EQ(seen.told[3], write_error);
-            EXPECT_THAT(seen.events, ElementsAreArray(together(whole_write(k_flag_file), {"send"})));
+            EXPECT_THAT(seen.events, ElementsAreArray(writing_of(k_flag_file) + steps{"send"}));
         });
     }
     in_child([&] {
@@ -137,8 +137,8 @@ struct flag_row {
 
 // clang-format off
 constexpr flag_row k_flags_a[] = {
-    {"no file forbids",         nullptr,                "1"},
-    {"an empty file forbids",   "",                     "1"},
+    {"no file reads as 1",       nullptr,                "1"},
+    {"so does an empty file",   "",                     "1"},
     {"0",                       "0",                    "0"},
     {"1",                       "1",                    "1"},
     {"another number",          "7",                    "7"},
@@ -164,8 +164,8 @@ TEST(HandshakeLine, TellsTheFlag)
             const outcome seen = say(handset, handle_amt_not_permit_handshake_at, "AT^DAMT1=2\r");
             expect_answered(seen, "\r\n^DAMT1: " + std::string(row.flag) + "\r\n\r\nOK\r\n");
             const std::vector<std::string> opened = {"read " + std::string(k_flag_file)};
-            const auto events = row.content == nullptr ? opened : whole_read(k_flag_file);
-            EXPECT_THAT(seen.events, ElementsAreArray(together(events, {"send"})));
+            const auto events = row.content == nullptr ? opened : reading_of(k_flag_file);
+            EXPECT_THAT(seen.events, ElementsAreArray(events + steps{"send"}));
             EXPECT_EQ(handset.content(k_flag_file), row.content == nullptr ? "(missing)" : row.content);
         });
     }
@@ -356,6 +356,34 @@ TEST_F(IdleLine, LikeAllOthersGivesTheResultOfItsAnswer)
                 EXPECT_EQ(say(handset, handler, line).result, ERR_WRITE_NOT_COMPLETED) << line << succeeds;
             });
         }
+    }
+}
+
+struct name_row {
+    const char *name;
+    line_handler handler;
+    const char *line;
+};
+
+TEST_F(IdleLine, LikeAllOthersIsToldByItsHandlersName)
+{
+    const name_row rows[] = {
+        {"handle_amt_power_off_at", handle_amt_power_off_at, "AT^DAMTOFF\r"},
+        {"handle_amt_pcba_sn_at", handle_amt_pcba_sn_at, "AT^DPCBACTRL=1\r"},
+        {"handle_amt_pcba_sn_at", handle_amt_pcba_sn_at, "AT^DPCBACTRL=\r"},
+        {"handle_amt_not_permit_handshake_at", handle_amt_not_permit_handshake_at, "AT^DAMT1=2\r"},
+        {"handle_amt_not_permit_handshake_at", handle_amt_not_permit_handshake_at, "AT^DAMT1=\r"},
+        {"handle_amt_enter_idle_at", handle_amt_enter_idle_at, "AT^DENTERIDLE\r"},
+        {"handle_amt_boot_dl_fin_read_at", handle_amt_boot_dl_fin_read_at, "AT^DBOOTDLFIN\r"},
+    };
+    for (const name_row &row : rows) {
+        in_child([&row] {
+            SCOPED_TRACE(row.line);
+            const device_handset handset;
+            (void)say(handset, row.handler, row.line);
+            EXPECT_EQ(handset.log().records().front(), "func | ");
+            EXPECT_EQ(handset.log().functions().front(), row.name);
+        });
     }
 }
 

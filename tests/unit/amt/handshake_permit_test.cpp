@@ -137,8 +137,8 @@ TEST(HandshakePermit, ReadsTheFlag)
         {"an empty line", "\n1\n", 0},
         {"a second line", "0\n1\n", 0},
         {"too large", "4294967296", INT32_MAX},
-        {"no file forbids", nullptr, 1},
-        {"an empty file forbids", "", 1},
+        {"no file reads as 1", nullptr, 1},
+        {"so does an empty file", "", 1},
     };
     for (const read_row &row : rows) {
         in_child([&row] {

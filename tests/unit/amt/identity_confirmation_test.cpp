@@ -120,7 +120,7 @@ TEST(IdentityConfirmation, IsAMessageOfOneOfTwoCommandsWithResult0)
     }
 }
 
-TEST(IdentityConfirmation, IsAMessageWithoutAResult)
+TEST(IdentityConfirmation, IsAMessageWithoutAResultOrWithOneAnywhere)
 {
     const saying rows[] = {
         {"without an atom", enveloped(message_of(6))},

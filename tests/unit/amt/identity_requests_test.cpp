@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -154,6 +156,29 @@ TEST(BoardNumberRequest, KeepsUpTo30CharactersAnd29OfMore)
             EXPECT_EQ(handset.content(k_sn_file), row.kept);
         });
     }
+}
+
+// Leaves something where the next call has its variables.
+__attribute__((noinline)) void litter_stack()
+{
+    volatile char litter[4096];
+    std::fill(std::begin(litter), std::end(litter), 'd');
+}
+
+TEST(BoardNumberRequest, EndsANumberThatFillsItsStore)
+{
+    in_child([] {
+        const device_handset handset;
+        handset.make_folder("/amt");
+        const amt_buffer request = buffer_with(write_sn(std::string(30, 'x')));
+        amt_buffer response = {};
+        const outcome seen = handset.watch([&] {
+            litter_stack();
+            return amt_handle_board_pcba_ctrl(AMT_CHANNEL_APP, &request, &response);
+        });
+        EXPECT_EQ(seen.result, ERR_NONE);
+        EXPECT_EQ(handset.content(k_sn_file), std::string(30, 'x'));
+    });
 }
 
 struct request_row {

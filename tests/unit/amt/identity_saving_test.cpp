@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,24 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
+
+std::function<void()> g_on_look; // happens when a message is looked for in what the modem says
+
+} // namespace
+
+extern "C" {
+
+int32_t __real__Z20amt_convert_pc_2_appP10amt_buffer(amt_buffer *buffer);
+int32_t __wrap__Z20amt_convert_pc_2_appP10amt_buffer(amt_buffer *buffer)
+{
+    if (g_on_look) {
+        g_on_look();
+    }
+    return __real__Z20amt_convert_pc_2_appP10amt_buffer(buffer);
+}
+}
+
+namespace {
 
 // --- what cannot be saved
 
@@ -91,6 +110,41 @@ TEST(IdentityConfirmation, LosesNoWriteThatIsNotedWhileItSaves)
                 EXPECT_EQ(pending_kind(), AMT_PENDING_NONE);
             });
         }
+    }
+}
+
+TEST(IdentityConfirmation, SavesForTheChannelThatItBeganWith)
+{
+    for (const std::string &moment : writing_of("/amt/imei.txt")) {
+        in_child([&moment] {
+            SCOPED_TRACE(moment);
+            const noting_handset handset(AMT_PENDING_IMEI, 2);
+            g_fake.on_event = [&moment](const std::string &event) {
+                if (event == moment) {
+                    pending_channel() = 1;
+                }
+            };
+            const outcome seen = handset.hear(k_confirmed);
+            EXPECT_THAT(handset.saved(), ElementsAre("/amt/imei.txt: " + k_imei));
+            EXPECT_THAT(seen.told, ElementsAreArray(steps{kind_told(1)} + success_told(k_kinds_a[0], 2)));
+            EXPECT_EQ(pending_channel(), 1) << "the next one is for the other";
+        });
+    }
+}
+
+TEST(IdentityConfirmation, IsNotOfAWriteThatIsNotedWhileItIsLookedAt)
+{
+    for (const int kind : {AMT_PENDING_NONE, AMT_PENDING_SN}) {
+        in_child([kind] {
+            SCOPED_TRACE(kind);
+            const noting_handset handset(AMT_PENDING_IMEI);
+            g_on_look = [kind] { pending_kind() = static_cast<uint8_t>(kind); };
+            const outcome seen = handset.hear_bytes(enveloped(result_of(6, 0)));
+            EXPECT_EQ(seen.result, ERR_NONE);
+            EXPECT_THAT(seen.events, IsEmpty());
+            EXPECT_THAT(handset.saved(), IsEmpty());
+            EXPECT_EQ(pending_kind(), kind) << "it waits for a confirmation of its own";
+        });
     }
 }
 

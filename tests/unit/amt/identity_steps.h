@@ -5,6 +5,7 @@
 #include <errno.h>
 #include <sys/stat.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,7 @@ inline const write_failure k_write_failures[] = {
     {"nothing is taken", output_end{0, 0}, 0, "0 - No error"},
     {"only a part is taken", output_end{3, 0}, 0, "0 - No error"},
     {"a full disk that is told at the end", std::nullopt, EDQUOT, "122 - Disk quota exceeded"},
-    {"all of it", output_end{-1, EIO}, ENOSPC, "5 - Input/output error"},
+    {"neither written nor closed", output_end{-1, EIO}, ENOSPC, "5 - Input/output error"},
 };
 
 inline void fail_writing(const std::string &path, const write_failure &failure)

@@ -6,8 +6,10 @@
 #include <string.h>
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "amt/channels/pc-dispatch.h"
@@ -22,6 +24,30 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
+
+std::function<void()> g_around_change; // happens before and after the text of a note changes
+
+void happen_around_change()
+{
+    if (g_around_change) {
+        g_around_change();
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+void __real__ZN12pending_text3setERA22_Kc(pending_text *store, const pending_copy *text);
+void __wrap__ZN12pending_text3setERA22_Kc(pending_text *store, const pending_copy *text)
+{
+    happen_around_change();
+    __real__ZN12pending_text3setERA22_Kc(store, text);
+    happen_around_change();
+}
+}
+
+namespace {
 
 // What all stores hold before each row, to show which are touched.
 const std::string k_old_imei = "OLD-IMEI-OF-21-LETTER";
@@ -123,6 +149,8 @@ const line_row k_lines_a[] = {
     {"another line", "ATI\r", {}},
     {"a line in small letters", "at^dmsn=1\r", {}},
     {"a query", "AT^DMSN?\r", {}},
+    {"a query of the IMEI", "AT^DCGSNW?\r", {}},
+    {"a query of the channel", "AT^DMPCHN?\r", {}},
 };
 
 TEST(PendingIdentity, IsNotedFromALine)
@@ -163,6 +191,24 @@ TEST(PendingIdentity, OfALineReplacesTheOneBefore)
         handle_amt_imei_and_sn(255);
         expect_stores(sn_of("1"), "shorter than the one before");
     });
+}
+
+TEST(PendingIdentity, WaitsForNoConfirmationWhileItsTextChanges)
+{
+    const std::pair<uint8_t, const char *> rows[] = {
+        {255, "AT^DCGSNW=4901\r"}, {255, "AT^DMSN=1\r"}, {5, "message"}, {87, "message"}};
+    for (const auto &[command_id, request] : rows) {
+        in_child([command_id = command_id, request = request] {
+            SCOPED_TRACE(static_cast<int>(command_id));
+            begin(request);
+            amt_message_init(handle_context_st.m_dispatch.m_data_a, command_id);
+            std::vector<int> kinds;
+            g_around_change = [&kinds] { kinds.push_back(pending_kind()); };
+            handle_amt_imei_and_sn(command_id);
+            EXPECT_THAT(kinds, ElementsAre(AMT_PENDING_NONE, AMT_PENDING_NONE));
+            EXPECT_NE(pending_kind(), AMT_PENDING_NONE);
+        });
+    }
 }
 
 TEST(PendingIdentity, OfALineWithAChannelIsNotToldInTheLog)

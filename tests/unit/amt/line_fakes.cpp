@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "amt/core/context.h"
@@ -109,45 +108,6 @@ void expect_unanswered(const outcome &seen)
     EXPECT_EQ(seen.result, ERR_INVALID_PARAM);
     EXPECT_THAT(seen.at_station, ::testing::IsEmpty());
     EXPECT_THAT(seen.events, ::testing::IsEmpty());
-}
-
-const std::vector<fault_row> k_faults = {
-    {"no room", output_end{-1, ENOSPC}, 0, "28 - No space left on device"},
-    {"a part of it", output_end{3, 0}, 0, "0 - "},
-    {"nothing of it", output_end{0, 0}, 0, "0 - "},
-    {"not closed", std::nullopt, EIO, "5 - Input/output error"},
-};
-
-void prepare_fault(const fault_row &row, const std::string &path)
-{
-    g_fake.writing = row.writing;
-    if (row.closing != 0) {
-        g_fake.refused = {{"close " + path, row.closing}};
-    }
-}
-
-ino_t inode_of(const device_handset &handset, const std::string &path)
-{
-    struct stat info = {};
-    EXPECT_EQ(stat(handset.host_path(path).c_str(), &info), 0);
-    return info.st_ino;
-}
-
-std::vector<std::string> whole_write(const std::string &path)
-{
-    return {"read and write " + path, "bytes to " + path, "close " + path,       "pause 50",
-            "run /system/bin/sync",   "pause 50",         "run /system/bin/sync"};
-}
-
-std::vector<std::string> whole_read(const std::string &path)
-{
-    return {"read " + path, "close " + path};
-}
-
-std::vector<std::string> together(std::vector<std::string> list, const std::vector<std::string> &more)
-{
-    list.insert(list.end(), more.begin(), more.end());
-    return list;
 }
 
 modem_link::modem_link()

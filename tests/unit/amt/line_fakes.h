@@ -3,13 +3,12 @@
 #pragma once
 
 #include <stdint.h>
-#include <sys/types.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "tests/unit/amt/device_fakes.h"
+#include "tests/unit/amt/identity_steps.h"
 
 // Besides those of device_fakes: "pause SECONDS s", "power off".
 struct line_fakes {
@@ -21,6 +20,12 @@ extern line_fakes g_line_fakes;
 constexpr char k_ok_line[] = "\r\nOK\r\n";
 constexpr char k_error_line[] = "\r\nERROR\r\n";
 constexpr char k_cme_line[] = "\r\n+CME ERROR: 100\r\n";
+
+// The answer to reading an address of Bluetooth.
+inline std::string bt_line(const std::string &address)
+{
+    return "\r\n^DBTADDR: \"" + address + "\"\r\n\r\nOK\r\n";
+}
 
 using line_handler = int32_t (*)();
 
@@ -39,25 +44,6 @@ struct type_row {
     const char *told;
 };
 extern const std::vector<type_row> k_bad_types;
-
-// What a disk may do to what is written to it, and how the log tells why.
-struct fault_row {
-    const char *name;
-    std::optional<output_end> writing;
-    int closing; // errno of it
-    const char *told;
-};
-extern const std::vector<fault_row> k_faults;
-void prepare_fault(const fault_row &row, const std::string &path);
-
-ino_t inode_of(const device_handset &handset, const std::string &path);
-
-// Events of a whole write of a file, and of its reading.
-std::vector<std::string> whole_write(const std::string &path);
-std::vector<std::string> whole_read(const std::string &path);
-
-// One list behind the other.
-std::vector<std::string> together(std::vector<std::string> list, const std::vector<std::string> &more);
 
 // What has two ends: the modem's tty of the context and where its bytes arrive, each write a text.
 class modem_link {

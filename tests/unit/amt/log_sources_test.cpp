@@ -1,11 +1,14 @@
-// Where the records of the device tests say that they come from. Only a log that is closed tells: it leaves the source
-// of each record that comes too late beside it.
+// Where the records of the device tests and of the identities say that they come from. Only a log that is closed tells:
+// it leaves the source of each record that comes too late beside it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "amt/at-local/address-at.h"
+#include "amt/at-local/at-fields.h"
 #include "amt/at-local/device-at.h"
+#include "amt/at-local/handset-at.h"
 #include "amt/device/audio.h"
 #include "amt/device/battery.h"
 #include "amt/device/bluetooth.h"
@@ -19,9 +22,14 @@
 #include "amt/device/simple.h"
 #include "amt/device/storage.h"
 #include "amt/device/wifi.h"
+#include "amt/identity/bt-address.h"
 #include "amt/identity/handshake-permit.h"
 #include "amt/identity/identity-files.h"
+#include "amt/identity/identity-requests.h"
+#include "amt/identity/identity-writes.h"
+#include "amt/identity/serial-number.h"
 #include "amt/identity/wifi-address.h"
+#include "amt/identity/wifi-nvram.h"
 #include "amt/platform-library.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
@@ -58,6 +66,28 @@ void refuse()
     (void)handler(255, nullptr, nullptr);
 }
 
+void say(const std::string &line)
+{
+    handle_context_st.m_request = buffer_with(hex_of(line));
+}
+
+void read_an_address()
+{
+    say("AT^DBTADDR?\r");
+    (void)handle_amt_pc_req_at();
+}
+
+void ask_for_a_type()
+{
+    say("AT^DAMT1=\r");
+    (void)handle_amt_not_permit_handshake_at();
+}
+
+void miss_a_field()
+{
+    (void)amt_tell_missing_field("");
+}
+
 // clang-format off
 const source_row k_sources_a[] = {
     {"amt/amt-device -> amt_device_audio -> ",                 refuse<amt_device_audio>},
@@ -88,10 +118,19 @@ const source_row k_sources_a[] = {
     {"amt/amt-handle -> amt_make_folder -> ",                  [] { (void)amt_make_folder("/sys"); }},
     {"amt/amt-handle -> amt_write_wifi_address -> ",           [] { (void)amt_write_wifi_address(""); }},
     {"amt/amt-handle -> handle_amt_damt1_operation -> ",       [] { (void)handle_amt_damt1_operation(9, nullptr); }},
+    {"amt/amt-handle -> handle_amt_pc_req_at -> ",             read_an_address},
+    {"amt/amt-handle -> handle_amt_not_permit_handshake_at -> ", ask_for_a_type},
+    {"amt/amt-handle -> miss_a_field -> ",                     miss_a_field},
+    {"amt/amt-handle -> get_bt_addr_file -> ",                 [] { (void)get_bt_addr_file(); }},
+    {"amt/amt-handle -> amt_write_pcba_sn -> ",                [] { (void)amt_write_pcba_sn("", ""); }},
+    {"amt/amt-handle -> amt_handle_board_pcba_ctrl -> ",       refuse<amt_handle_board_pcba_ctrl>},
+    {"amt/amt-handle -> amt_handle_adb_serial_no -> ",         refuse<amt_handle_adb_serial_no>},
+    {"amt/amt-handle -> handle_amt_imei_and_sn_save_file -> ", [] { (void)handle_amt_imei_and_sn_save_file(9); }},
+    {"amt/amt-handle -> amt_write_wifi_to_nvram_file -> ",     [] { (void)amt_write_wifi_to_nvram_file(); }},
 };
 // clang-format on
 
-TEST(LogSources, AreThoseOfTheDeviceTests)
+TEST(LogSources, AreThoseOfTheirFunctions)
 {
     for (const source_row &row : k_sources_a) {
         in_child([&row] {

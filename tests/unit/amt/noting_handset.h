@@ -35,7 +35,7 @@ class noting_handset : public device_handset {
     [[nodiscard]] outcome hear_bytes(const std::string &hex) const
     {
         const amt_buffer answer = buffer_with(hex);
-        const outcome seen = watch([&] { return handle_amt_imei_and_sn_rsp(&answer); });
+        outcome seen = watch([&] { return handle_amt_imei_and_sn_rsp(&answer); });
         expect_nothing_sent(seen);
         return seen;
     }

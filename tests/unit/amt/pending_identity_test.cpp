@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <stddef.h>
+#include <string.h>
 
 #include <string>
 
@@ -95,6 +96,18 @@ TEST(PendingText, IsReplacedAsAWhole)
         pending_copy copy;
         text.get(copy);
         EXPECT_EQ(std::string(copy, sizeof(copy)), "1" + std::string(AMT_PENDING_SIZE, '\0'));
+    });
+}
+
+TEST(PendingText, EndsWhateverItIsSetTo)
+{
+    in_child([] {
+        pending_text text = {};
+        pending_copy copy;
+        memset(copy, 'x', sizeof(copy));
+        text.set(copy);
+        text.get(copy);
+        EXPECT_EQ(std::string(copy, sizeof(copy)), std::string(AMT_PENDING_SIZE, 'x') + '\0');
     });
 }
 

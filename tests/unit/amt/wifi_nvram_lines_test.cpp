@@ -1,6 +1,8 @@
+#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "pub/log/errors.h"
@@ -102,6 +104,38 @@ TEST(WifiParameters, MayHaveLongLinesOfWhichEachPieceCounts)
     for (const count_row &row : rows) {
         expect_copied(row);
     }
+}
+
+// --- the files of them
+
+TEST(WifiParameters, AreAnotherMakersWhenTheyCannotBeOpened)
+{
+    for (const int error : {EACCES, EISDIR, EMFILE}) {
+        in_child([error] {
+            SCOPED_TRACE(error);
+            const wifi_handset handset("a=1\n");
+            handset.put(k_other_source, "other=1\n");
+            g_fake.refused = {{"read " + k_source, error}};
+            EXPECT_EQ(patch(handset).result, ERR_NONE);
+            EXPECT_EQ(handset.patched(), "other=1\n" + k_line);
+        });
+    }
+}
+
+TEST(WifiParameters, ThatAreGoneMeanwhileAreNotMadeAgain)
+{
+    in_child([] {
+        const wifi_handset handset("a=1\n");
+        g_fake.on_event = [&handset](const std::string &event) {
+            if (event == "run /system/bin/sync") {
+                (void)std::filesystem::remove(handset.host_path(k_target));
+            }
+        };
+        const outcome seen = patch(handset);
+        EXPECT_EQ(seen.result, ERR_NONE) << "they were there";
+        EXPECT_EQ(handset.patched(), "(missing)");
+        EXPECT_EQ(seen.told.back(), k_failed + "open " + k_target + " failed");
+    });
 }
 
 } // namespace

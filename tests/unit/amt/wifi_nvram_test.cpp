@@ -1,12 +1,17 @@
 #include "amt/identity/wifi-nvram.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdio.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "pub/log/errors.h"
@@ -24,6 +29,40 @@ using ::testing::ElementsAreArray;
 
 int g_fchmod_error = 0; // 0: it succeeds
 
+// What becomes of a line that is written, in place of its writing; it is asked for once.
+std::string g_line;
+std::function<int(const char *line, FILE *file)> g_at_line;
+
+// A disk that does not take the line, but will take the next.
+int put_on_full_disk(const char *line, FILE *file)
+{
+    const int fd = fileno(file);
+    EXPECT_EQ(fflush(file), 0);
+    const int kept = dup(fd);
+    const int unwritable = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(dup2(unwritable, fd), fd);
+    (void)fputs(line, file); // it may be kept until the file is flushed
+    EXPECT_EQ(fflush(file), EOF);
+    EXPECT_EQ(dup2(kept, fd), fd);
+    (void)close(unwritable);
+    (void)close(kept);
+    errno = EBADF;
+    return EOF;
+}
+
+// Behind what has been read of it there is no more to be read of the maker's file.
+int put_and_lose_source(const char *line, FILE *file)
+{
+    for (const auto &[fd, path] : g_fake.files) {
+        if (path == k_source) {
+            const int folder = open("/", O_RDONLY | O_CLOEXEC);
+            EXPECT_EQ(dup2(folder, fd), fd);
+            (void)close(folder);
+        }
+    }
+    return fputs(line, file);
+}
+
 } // namespace
 
 extern "C" {
@@ -36,6 +75,15 @@ int __wrap_fchmod(int fd, mode_t mode)
         return -1;
     }
     return __real_fchmod(fd, mode);
+}
+
+int __real_fputs(const char *text, FILE *file);
+int __wrap_fputs(const char *text, FILE *file)
+{
+    if (g_at_line && g_line == text) {
+        return std::exchange(g_at_line, nullptr)(text, file);
+    }
+    return __real_fputs(text, file);
 }
 }
 
@@ -59,6 +107,7 @@ TEST(WifiParameters, GetTheAddressInPlaceOfTheMakersOrAtTheEnd)
         {"the last line without its end", "a=1\nmacaddr=old", "a=1\n" + k_line},
         {"several lines", "macaddr=1\na=1\nmacaddr=2\nmacaddr=3\n", k_line + "a=1\n" + k_line + k_line},
         {"behind blanks", "a=1\n   macaddr=old\n", "a=1\n" + k_line},
+        {"behind a tab it is another", "\tmacaddr=old\n", "\tmacaddr=old\n" + k_line},
         {"without a value", "macaddr=\na=1\n", k_line + "a=1\n"},
         {"with a carriage return", "macaddr=old\r\na=1\r\n", k_line + "a=1\r\n"},
         {"the same address", k_line, k_line},
@@ -73,6 +122,7 @@ TEST(WifiParameters, GetTheAddressInPlaceOfTheMakersOrAtTheEnd)
         {"not at the begin", "xmacaddr=old\n", "xmacaddr=old\n" + k_line},
         {"behind another", "a=1 macaddr=old\n", "a=1 macaddr=old\n" + k_line},
         {"in capital letters", "MACADDR=old\n", "MACADDR=old\n" + k_line},
+        {"with formats", "%s%d%%n\nb=%5\n", "%s%d%%n\nb=%5\n" + k_line},
         {"with a blank in it", "macaddr =old\n", "macaddr =old\n" + k_line},
         {"cut short", "macaddr\n", "macaddr\n" + k_line},
     };
@@ -304,6 +354,20 @@ TEST(WifiParameters, ThatCannotBeReadStopTheCopy)
     });
 }
 
+TEST(WifiParameters, ThatCannotBeReadToTheirEndStopTheCopy)
+{
+    in_child([] {
+        const wifi_handset handset("a=1\nb=2\n");
+        g_line = "a=1\n";
+        g_at_line = put_and_lose_source;
+        const outcome seen = patch(handset);
+        EXPECT_EQ(seen.result, ERR_UNKNOWN);
+        EXPECT_EQ(handset.patched(), "a=1\nb=2\n") << "nothing is added to it";
+        EXPECT_THAT(seen.told, ElementsAre(k_told_address, "sys error | fgets: 21 - Is a directory"));
+        EXPECT_THAT(seen.events, ElementsAreArray(k_stopped));
+    });
+}
+
 struct room_row {
     const char *name;
     size_t room;
@@ -339,6 +403,21 @@ TEST(WifiParameters, ThatTheDiskTakesWithoutAByteToSpareAreWritten)
         const wifi_handset handset(lines(99, std::string(90, 'x')));
         g_fake.rooms = {{k_target, 99 * 91 + 26}};
         EXPECT_EQ(patch(handset).result, ERR_NONE);
+    });
+}
+
+TEST(WifiParameters, OfWhichTheDiskLeavesOneOutAreTold)
+{
+    in_child([] {
+        const wifi_handset handset("a=1\nb=2\nc=3\n", k_address);
+        g_line = "b=2\n";
+        g_at_line = put_on_full_disk;
+        const outcome seen = patch(handset);
+        EXPECT_EQ(seen.result, ERR_UNKNOWN);
+        EXPECT_EQ(handset.patched().find("b=2"), std::string::npos);
+        EXPECT_THAT(seen.events, ElementsAreArray(k_whole));
+        EXPECT_THAT(seen.told, ElementsAre(k_told_address, "info | new wifi_addr_nvram: " + k_address,
+                                           "sys error | fputs: 0 - No error", k_told_mode));
     });
 }
 

@@ -181,6 +181,13 @@ TEST_F(Programs, ThatEndWithoutTheAwaitedOutputAreReportedAtOnce)
                 ThrowsMessage<std::runtime_error>(HasSubstr("exited with 4")));
 }
 
+// Its disk is this machine's.
+TEST_F(Programs, SeeASyncThatLeavesTheDiskAlone)
+{
+    EXPECT_EQ(output_of(m_handset, "/system/bin/sync; echo $?"), "0\n");
+    EXPECT_EQ(m_handset.files.read("/system/bin/sync"), "#!/system/bin/sh\n") << "and does nothing";
+}
+
 TEST_F(Programs, SeeTheToolsThatATestPutsInPlaceOfTheHandsets)
 {
     m_handset.files.write("/system/bin/sync", "#!/usr/bin/sh\necho replaced\n", 0755);
