@@ -24,7 +24,7 @@ class at_fields {
 };
 
 // The decimal number at the beginning of a field of a device test, of which the lower 32 bits count; 0 when there is
-// none. Where a number chooses what is done to an identity, pub_util_get_number takes none for another.
+// none. Not for lines about identities: there a number out of range must not pass for another (pub_util_get_number).
 [[nodiscard]] int32_t amt_get_field_number(const char *field);
 
 // Tells in the log, as the caller's own, that a mandatory field is missing. ERR_INVALID_PARAM.

@@ -8,6 +8,15 @@
 #include "amt/core/response.h"
 #include "pub/log/errors.h"
 
+namespace {
+
+bool is_asked(const at_row &row)
+{
+    return amt_find_in_request(&handle_context_st.m_request, row.m_text) != nullptr;
+}
+
+} // namespace
+
 int32_t amt_reply_to_line(const char *format, ...)
 {
     amt_buffer *response = &handle_context_st.m_response;
@@ -48,9 +57,9 @@ const char *amt_behind(const char *text)
 
 const at_row *amt_find_row(const at_row *rows, size_t count)
 {
-    for (const at_row *row = rows; row != rows + count; row++) {
-        if (amt_find_in_request(&handle_context_st.m_request, row->m_text) != nullptr) {
-            return row;
+    for (size_t i = 0; i < count; i++) {
+        if (is_asked(rows[i])) {
+            return &rows[i];
         }
     }
     return nullptr;
@@ -58,13 +67,8 @@ const at_row *amt_find_row(const at_row *rows, size_t count)
 
 int32_t amt_answer_line(const at_row *rows, size_t count)
 {
-    const at_row *end = rows + count;
-    for (const at_row *row = rows; row != end; row++) {
-        row = amt_find_row(row, static_cast<size_t>(end - row));
-        if (row == nullptr) {
-            break;
-        }
-        const int32_t result = row->m_handler();
+    for (size_t i = 0; i < count; i++) {
+        const int32_t result = is_asked(rows[i]) ? rows[i].m_handler() : ERR_NOT_FOUND;
         if (result != ERR_NOT_FOUND) {
             return result;
         }

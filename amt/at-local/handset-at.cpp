@@ -6,6 +6,7 @@
 #include "amt/at-local/at-fields.h"
 #include "amt/at-local/at-line.h"
 #include "amt/core/context.h"
+#include "amt/device/handset-state.h"
 #include "amt/identity/handshake-permit.h"
 #include "amt/identity/serial-number.h"
 #include "amt/platform-library.h"
@@ -24,9 +25,7 @@ constexpr int32_t k_write_pcba_sn = 2;
 
 constexpr int32_t k_read_flag = 2;
 
-constexpr uint32_t k_flag_unread = 2;
-
-// The text behind the prefix, up to the end of its line: what may stand there is another line.
+// Of the text behind the prefix, up to the end of its line: another line may follow.
 at_fields fields_of(const char *prefix)
 {
     const char *text = amt_behind(prefix);
@@ -119,10 +118,8 @@ int32_t handle_amt_boot_dl_fin_read_at()
     log_func();
     log_info("handle_amt_boot_dl_fin_read_at. at:%s.",
              reinterpret_cast<const char *>(handle_context_st.m_request.m_data_a));
-    uint32_t flag = k_flag_unread;
-    const int32_t result = amt_boot_dl_fin_read(&flag);
-    log_info("amt_modem_boot_dl_fin_read finished. flag:%d; ret_val:%d.", static_cast<int>(flag), result);
-    if (result != ERR_NONE) {
+    uint32_t flag = 0;
+    if (amt_read_boot_dl_flag(&flag) != ERR_NONE) {
         return amt_reply_error();
     }
     return amt_reply_to_line("\r\n^DBOOTDLFIN: %d\r\n\r\nOK\r\n", static_cast<int>(flag));

@@ -57,6 +57,14 @@ int32_t amt_modem_handle_temperature(uint8_t channel, const amt_buffer *request,
     return amt_handle_send_rsp(channel, response);
 }
 
+int32_t amt_read_boot_dl_flag(uint32_t *flag, log_caller caller)
+{
+    *flag = k_flag_unread;
+    const int32_t result = amt_boot_dl_fin_read(flag);
+    log_info_of(caller, "amt_modem_boot_dl_fin_read finished. flag:%d; ret_val:%d.", static_cast<int>(*flag), result);
+    return result;
+}
+
 int32_t amt_modem_boot_dl_fin_read(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
@@ -65,9 +73,8 @@ int32_t amt_modem_boot_dl_fin_read(uint8_t channel, const amt_buffer *request, a
         return result;
     }
     log_info("amt_modem_boot_dl_fin_read.");
-    uint32_t flag = k_flag_unread;
-    result = amt_boot_dl_fin_read(&flag);
-    log_info("amt_modem_boot_dl_fin_read finished. flag:%d; ret_val:%d.", static_cast<int>(flag), result);
+    uint32_t flag = 0;
+    result = amt_read_boot_dl_flag(&flag);
     if (result != ERR_NONE) {
         return log_error(ERR_UNKNOWN, "read error");
     }
