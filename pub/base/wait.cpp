@@ -35,11 +35,16 @@ void mask_admitted(int how)
     }
 }
 
+void sleep_through(timespec left)
+{
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
 void sleep_for(timespec left)
 {
     const signal_window window;
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-    }
+    sleep_through(left);
 }
 
 } // namespace
@@ -74,6 +79,11 @@ void pub_util_sleep_ms(uint32_t milliseconds)
 void pub_util_sleep_seconds(uint32_t seconds)
 {
     sleep_for({static_cast<time_t>(seconds), 0});
+}
+
+void pub_util_pause_us(uint32_t microseconds)
+{
+    sleep_through({static_cast<time_t>(microseconds / 1'000'000), static_cast<long>(microseconds % 1'000'000) * 1000});
 }
 
 ssize_t pub_util_read(int fd, void *bytes, size_t count)

@@ -16,7 +16,8 @@ enum class ending_signals {
     worker,      // SIGUSR1
 };
 
-// Blocks every ending signal for the calling thread and for all that it will create. Main thread, before anything else.
+// Blocks every ending signal for the calling thread and for all that it will create. Main thread, before anything else;
+// and a timer's callback, into which the C library may let them.
 void pub_util_block_ending_signals();
 
 // Chooses the signals that end the calling thread while it waits. Their handlers must be installed before.
@@ -34,6 +35,9 @@ class signal_window {
 // Sleeps the whole time, whatever other signals arrive, unless an admitted one ends the thread. Any thread.
 void pub_util_sleep_ms(uint32_t milliseconds);
 void pub_util_sleep_seconds(uint32_t seconds);
+
+// Sleeps the whole time and lets nothing in: for microseconds, and for whoever is releasing the process. Any thread.
+void pub_util_pause_us(uint32_t microseconds);
 
 // read(2) and write(2), each one call: the count, or -1 with errno. A plain blocking call, because a tty that hangs up
 // answers a reader that waits inside it otherwise than one that comes later. EINTR is never a result. Any thread.

@@ -4,7 +4,6 @@
 #include <sched.h>
 #include <semaphore.h>
 #include <signal.h>
-#include <time.h>
 #include <unistd.h>
 
 #include "pub/base/wait.h"
@@ -16,7 +15,8 @@
 namespace {
 
 constexpr int k_below_highest_priority = 4;
-constexpr int k_grace_periods = 50; // of 10 ms
+constexpr uint32_t k_grace_period_us = 10'000;
+constexpr int k_grace_periods = 50;
 
 // Counts the workers that have been ended: behind the count they touch nothing that is shared any more.
 std::atomic<uint32_t> g_ended_workers{0};
@@ -46,14 +46,6 @@ void wait_taken(thread_start *start)
     }
 }
 
-// Not a wait in which the caller can be ended: it is used while the process is being released.
-void sleep_10_ms()
-{
-    timespec left = {0, 10'000'000};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-    }
-}
-
 // Only pthread_kill of this process means a worker. One that ended by another signal would be missed, and its handle
 // would name nobody.
 void take_thread_signal(int signal_number, siginfo_t *information, void *)
@@ -64,12 +56,12 @@ void take_thread_signal(int signal_number, siginfo_t *information, void *)
 }
 
 // A worker ends in its next wait, mostly the one it is in. One that is busy for longer than this is left to itself: it
-// may be in a library that never comes back.
+// may be in a library that never comes back. Whoever ends it is releasing the process and is not to be ended himself.
 void wait_ended(uint32_t ended_before)
 {
-    sleep_10_ms();
+    pub_util_pause_us(k_grace_period_us);
     for (int i = 1; i < k_grace_periods && g_ended_workers == ended_before; i++) {
-        sleep_10_ms();
+        pub_util_pause_us(k_grace_period_us);
     }
 }
 

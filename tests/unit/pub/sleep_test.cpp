@@ -58,6 +58,12 @@ TEST(Sleeps, AskForTheTimeThatTheyWereGiven)
         {"a second", pub_util_sleep_seconds, 1, {1, 0}},
         {"many seconds", pub_util_sleep_seconds, 1001, {1001, 0}},
         {"the most seconds", pub_util_sleep_seconds, UINT32_MAX, {4294967295, 0}},
+        {"no us", pub_util_pause_us, 0, {0, 0}},
+        {"one us", pub_util_pause_us, 1, {0, 1'000}},
+        {"the most us below a second", pub_util_pause_us, 999'999, {0, 999'999'000}},
+        {"a second in us", pub_util_pause_us, 1'000'000, {1, 0}},
+        {"a second and a half in us", pub_util_pause_us, 1'500'000, {1, 500'000'000}},
+        {"the most us", pub_util_pause_us, UINT32_MAX, {4294, 967'295'000}},
     };
     for (const auto &row : rows_a) {
         g_sleep = {};
@@ -76,6 +82,10 @@ TEST(Sleeps, GoOnWithWhatIsLeftWhenInterruptedBySomethingElse)
     g_sleep.interruptions = 2;
     pub_util_sleep_seconds(9);
     EXPECT_EQ(g_sleep.asked, (asked_times{{9, 0}, {3, 0}, {1, 0}}));
+    g_sleep.asked.clear();
+    g_sleep.interruptions = 2;
+    pub_util_pause_us(9'900'000);
+    EXPECT_EQ(g_sleep.asked, (asked_times{{9, 900'000'000}, {3, 300'000'000}, {1, 100'000'000}}));
 }
 
 TEST(Sleeps, AreNotRepeatedWhenRefused)
@@ -84,6 +94,9 @@ TEST(Sleeps, AreNotRepeatedWhenRefused)
     g_sleep.error = EINVAL;
     pub_util_sleep_ms(5);
     EXPECT_EQ(g_sleep.asked, (asked_times{{0, 5'000'000}}));
+    g_sleep.asked.clear();
+    pub_util_pause_us(5);
+    EXPECT_EQ(g_sleep.asked, (asked_times{{0, 5'000}}));
 }
 
 } // namespace

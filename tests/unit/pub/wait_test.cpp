@@ -189,6 +189,44 @@ TEST(Waits, OfAnotherThreadDoNotLetTheMainThreadsSignalsIn)
     EXPECT_EQ(status, 0);
 }
 
+// Neither the signal that is there nor one that the thread would be ended by in a wait.
+TEST(Waits, APauseIsNone)
+{
+    const int status = wait_status_of_child([] {
+        become_main_thread();
+        (void)raise(SIGTERM);
+        (void)raise(SIGUSR2);
+        for (const uint32_t microseconds : {0U, 1U, 1000U}) {
+            pub_util_pause_us(microseconds);
+        }
+        EXPECT_TRUE(is_pending(SIGTERM));
+        EXPECT_TRUE(is_pending(SIGUSR2));
+        if (!::testing::Test::HasFailure()) {
+            pub_util_sleep_ms(0);
+        }
+        _exit(1);
+    });
+    EXPECT_TRUE(WIFEXITED(status));
+    const int ended = WEXITSTATUS(status);
+    EXPECT_TRUE(ended == k_ended || ended == k_ended + 1) << "by the wait behind it: " << ended;
+}
+
+TEST(Waits, APauseOfAWorkerIsNone)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        struct sigaction action = {};
+        action.sa_handler = [](int) { _exit(k_ended); };
+        ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+        std::thread([] {
+            pub_util_admit_ending_signals(ending_signals::worker);
+            EXPECT_EQ(pthread_kill(pthread_self(), SIGUSR1), 0);
+            pub_util_pause_us(1000);
+            EXPECT_TRUE(is_pending(SIGUSR1));
+        }).join();
+    });
+}
+
 TEST(Waits, AParkedThreadLetsNothingIn)
 {
     const pid_t child = fork();
@@ -285,7 +323,7 @@ TEST(BlockingCalls, WaitWithWhatIsLeftWhenInterrupted)
     FD_ZERO(&set);
     timeval left = {2, 0};
     g_interrupted_calls = 2; // until nothing is left
-    g_timed_select.is_on = true;
+    g_timed_select = {true, {}};
     EXPECT_EQ(pub_util_select(0, &set, nullptr, &left), 0);
     g_timed_select.is_on = false;
     EXPECT_EQ(g_timed_select.given, (std::vector<long long>{2, 1, 0}));
