@@ -55,6 +55,7 @@ constexpr struct {
     const char *path;
     const char *content;
 } k_kernel_files[] = {
+    {"/sys/class/android_usb/android0/state", "DISCONNECTED\n"},  // CONNECTED, CONFIGURED
     {"/sys/class/leds/button-backlight/brightness", "0\n"},       // 0 to 255
     {"/sys/class/leds/lcd-backlight/brightness", "102\n"},        // 0 to 255
     {"/sys/class/power_supply/battery/temp", "275\n"},            // tenths of a degree Celsius
@@ -365,6 +366,16 @@ void handset::clear_calls()
 {
     // In place: a program may have the file open for appending at this moment.
     fs::resize_file(files.host_path(k_calls), 0);
+}
+
+emulator::screen handset::screen() const
+{
+    return read_screen(files);
+}
+
+void handset::save_screen(const fs::path &png) const
+{
+    write_png(screen(), png);
 }
 
 std::vector<log_record> handset::log_records(const std::string &path) const

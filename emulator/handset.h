@@ -22,6 +22,7 @@
 #include "emulator/files.h"
 #include "emulator/log_records.h"
 #include "emulator/process.h"
+#include "emulator/screen.h"
 #include "emulator/tty.h"
 
 #include <filesystem>
@@ -112,6 +113,10 @@ class handset {
     // The recorded calls of emulated entries, one line each, oldest first.
     std::vector<std::string> calls() const;
     void clear_calls();
+
+    // What the framebuffer shows, for a test to compare; and as a PNG file of this machine, for people to look at.
+    emulator::screen screen() const;
+    void save_screen(const std::filesystem::path &png) const;
 
     // The service's log records so far, oldest first; none when there is no log yet.
     std::vector<log_record> log_records(const std::string &path = k_service_log) const;

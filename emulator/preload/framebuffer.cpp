@@ -16,11 +16,7 @@
 constexpr char k_geometry[] = "/handset/control/fb";
 constexpr char k_state[] = "/handset/fb0.state";
 
-constexpr long k_default_width = 720;
-constexpr long k_default_height = 1280;
-constexpr unsigned k_largest_side = 16384;
 constexpr unsigned k_pages = 2;
-constexpr unsigned k_pixel_size = 4;
 
 // The fields that are kept, by the names of the kernel's record.
 constexpr struct {
@@ -37,16 +33,16 @@ constexpr struct {
     {"activate", &fb_var_screeninfo::activate},
 };
 
-static unsigned side(const char *key, long missing)
+static unsigned side(const char *key, unsigned missing)
 {
     const long length = control_read_number(k_geometry, key, missing);
-    return length > 0 && length <= static_cast<long>(k_largest_side) ? static_cast<unsigned>(length)
-                                                                     : static_cast<unsigned>(missing);
+    return length > 0 && length <= k_framebuffer_largest_side ? static_cast<unsigned>(length) : missing;
 }
 
 static unsigned memory_size()
 {
-    return side("width", k_default_width) * side("height", k_default_height) * k_pages * k_pixel_size;
+    return side("width", k_framebuffer_width) * side("height", k_framebuffer_height) * k_pages *
+           k_framebuffer_pixel_size;
 }
 
 int framebuffer_open(const char *file, int flags)
@@ -64,11 +60,11 @@ int framebuffer_open(const char *file, int flags)
 void framebuffer_variable(fb_var_screeninfo &variable)
 {
     variable = {};
-    variable.xres = side("width", k_default_width);
-    variable.yres = side("height", k_default_height);
+    variable.xres = side("width", k_framebuffer_width);
+    variable.yres = side("height", k_framebuffer_height);
     variable.xres_virtual = variable.xres;
     variable.yres_virtual = variable.yres * k_pages;
-    variable.bits_per_pixel = 8 * k_pixel_size;
+    variable.bits_per_pixel = 8 * k_framebuffer_pixel_size;
     char text[512];
     if (control_read_file(k_state, text, sizeof(text)) <= 0) {
         return; // nobody has changed it

@@ -4,6 +4,13 @@
 
 #pragma once
 
+// The display unless the geometry says otherwise, in pixels, and the bytes of a pixel by which the memory is measured.
+constexpr unsigned k_framebuffer_width = 720;
+constexpr unsigned k_framebuffer_height = 1280;
+constexpr unsigned k_framebuffer_pixel_size = 4;
+
+constexpr long k_framebuffer_largest_side = 16384; // a geometry that says otherwise is ignored
+
 struct fb_fix_screeninfo;
 struct fb_var_screeninfo;
 
