@@ -49,8 +49,17 @@ void amt_deinit_resource()
     sfw_log_stop(nullptr);
 }
 
+// A thread that the C library starts for a timer may let every signal in until it blocks them: it is not to be used.
+bool is_handed_to_main_thread(int signal_number)
+{
+    return gettid() != getpid() && tgkill(getpid(), getpid(), signal_number) == 0;
+}
+
 void signal_treatment(int signal_number)
 {
+    if (is_handed_to_main_thread(signal_number)) {
+        return;
+    }
     log_func();
     log_info("receive signal: %d - %s", signal_number, pub_util_get_signal_name(signal_number));
     amt_deinit_resource();
@@ -102,7 +111,8 @@ int main(int argc, char *argv[])
 {
     pub_util_block_ending_signals();
     (void)signal(SIGPIPE, SIG_IGN); // a console whose reader has gone is no reason to end,
-    (void)signal(SIGXFSZ, SIG_IGN); // nor is a file that may not grow: the write that fails is told
+    (void)signal(SIGXFSZ, SIG_IGN); // nor is a file that may not grow: the write that fails is told;
+    (void)signal(SIGUSR1, SIG_IGN); // and what ends a worker is nobody's before there is one
     open_standard_descriptors();
 
     int exit_status = 0;

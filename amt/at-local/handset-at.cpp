@@ -1,6 +1,5 @@
 #include "amt/at-local/handset-at.h"
 
-#include <power.h>
 #include <string.h>
 
 #include "amt/at-local/at-fields.h"
@@ -11,14 +10,11 @@
 #include "amt/identity/serial-number.h"
 #include "amt/platform-library.h"
 #include "pub/base/number.h"
-#include "pub/base/wait.h"
 
 #define LOG_MODULE "amt/amt-handle"
 #include "pub/log/log.h"
 
 namespace {
-
-constexpr uint32_t k_reply_leaves_seconds = 2;
 
 constexpr int32_t k_read_pcba_sn = 1;
 constexpr int32_t k_write_pcba_sn = 2;
@@ -62,10 +58,7 @@ int32_t handle_amt_power_off_at()
 {
     log_func();
     const int32_t result = amt_reply_ok();
-    pub_util_sleep_seconds(k_reply_leaves_seconds);
-    if (platform_power_off() != 0) {
-        (void)log_sys_error("reboot");
-    }
+    amt_power_off_behind_answer();
     return result;
 }
 

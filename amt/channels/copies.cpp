@@ -5,6 +5,7 @@
 #include <semaphore.h>
 #include <time.h>
 
+#include "amt/channels/failure-exit.h"
 #include "amt/channels/release.h"
 #include "amt/channels/timers.h"
 #include "amt/core/context.h"
@@ -35,6 +36,7 @@ void find_itself_alone()
     pub_util_keep_own_thread();
     amt_forget_timers();
     amt_handle_forget_deinit();
+    amt_leave_failure_to_original();
     pub_util_admit_ending_signals(ending_signals::main_thread);
 }
 

@@ -2,8 +2,9 @@
 // from the same channel and ends like the service itself.
 #pragma once
 
-// Prepares for copies. Each will forget the threads and timers that it does not have, and any ending that has begun;
-// the signals that end the service reach its only thread. Main thread, before any other exists.
+// Prepares for copies. Each will forget the threads and timers that it does not have, and any ending that has begun,
+// and records no failure of a handshake; the signals that end the service reach its only thread. Main thread, before
+// any other exists.
 void amt_prepare_copies();
 
 // The service and its copies change what lies under a path that they share, as the application's, one at a time: as

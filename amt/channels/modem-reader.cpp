@@ -4,9 +4,11 @@
 
 #include <errno.h>
 
+#include "amt/channels/handshake.h"
 #include "amt/channels/release.h"
 #include "amt/core/context.h"
 #include "amt/identity/identity-writes.h"
+#include "amt/run-mode.h"
 #include "pub/base/wait.h"
 
 #define LOG_MODULE "amt/amt-handle"
@@ -46,10 +48,16 @@ bool relay_once(amt_buffer &relay)
     }
     log_data("receive Modem data: ", relay.m_data_a, relay.m_length);
     (void)handle_amt_imei_and_sn_rsp(&relay); // told in the log; the station gets the answer in any case
+    if (g_usb_activate != 0) {
+        amt_begin_relay();
+    }
     if (!write_to_pc(relay)) {
         return false;
     }
     amt_buffer_clear(&relay);
+    if (g_usb_activate != 0) {
+        amt_end_relay();
+    }
     return true;
 }
 

@@ -1,8 +1,10 @@
 #include "amt/channels/pc-reader.h"
 
+#include "amt/channels/handshake.h"
 #include "amt/channels/pc-dispatch.h"
 #include "amt/channels/release.h"
 #include "amt/core/context.h"
+#include "amt/run-mode.h"
 #include "pub/base/wait.h"
 
 #define LOG_MODULE "amt/amt-handle"
@@ -27,6 +29,9 @@ bool read_and_handle(amt_buffer &request)
         return true;
     }
     log_data("handle PC req data: ", request.m_data_a, request.m_length);
+    if (g_usb_activate != 0) {
+        amt_take_station_data();
+    }
     amt_replace_probe();
     const bool is_told = handle_amt_pc_req() == ERR_NONE;
     amt_buffer_clear(&request);

@@ -14,6 +14,7 @@
 #include "amt/device/simple.h"
 #include "amt/device/storage.h"
 #include "amt/device/wifi.h"
+#include "amt/identity/handshake-permit.h"
 #include "amt/identity/identity-requests.h"
 #include "amt/modem/channel-switch.h"
 #include "amt/modem/modem-requests.h"
@@ -51,7 +52,9 @@ constexpr registration k_pc_registrations_a[] = {
     {0xB2, 0xB2, amt_gps_read_result},
     {0xBF, 0xBF, amt_handle_adb_serial_no},
     {0xE0, 0xE2, amt_device_battery_voltage_check},
+    {0xEC, 0xEC, amt_handle_power_off},
     {0xC1, 0xC1, amt_handle_board_pcba_ctrl},
+    {0xDB, 0xDB, amt_handle_not_permit_handshake},
     {0xF0, 0xF0, amt_enter_idle},
     {0x5B, 0x5B, amt_modem_write_pc_test_result},
     {0xF4, 0xF4, amt_modem_boot_dl_fin_read},

@@ -5,8 +5,10 @@
 #include <atomic>
 #include <initializer_list>
 
+#include "amt/channels/failure-exit.h"
 #include "amt/channels/timers.h"
 #include "amt/core/context.h"
+#include "amt/run-mode.h"
 #include "pub/base/wait.h"
 #include "pub/log/log_client.h"
 
@@ -52,12 +54,16 @@ int32_t amt_handle_deinit()
 {
     log_func();
     end_workers();
+    amt_release_timer_order();
     const int32_t result = pub_pty_close(&handle_context_st.m_pty);
     close_channel("m_fd_pc", &handle_context_st.m_fd_pc);
     close_channel("m_fd_at", &handle_context_st.m_fd_at);
     close_channel("m_fd_modem", &handle_context_st.m_fd_modem);
     deleteTimer(&g_usbEnumTimer);
     deleteTimer(&g_handShakeTimer);
+    if (g_usb_activate != 0) {
+        amt_record_failure_exit();
+    }
     return result;
 }
 

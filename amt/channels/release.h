@@ -13,8 +13,9 @@
 // For a copy of the process: whoever was about to end the other one does not live there.
 void amt_handle_forget_deinit();
 
-// Releases everything: ends the threads, closes the channels, deletes the timers. Returns the result of closing the
-// pseudo-terminal. Only for the thread that has claimed it, whose own handle is cleared.
+// Releases everything: ends the threads, closes the channels, deletes the timers; with -u, records that the service has
+// ended unless a failure has been recorded. Returns the result of closing the pseudo-terminal. Only for the thread that
+// has claimed it, whose own handle is cleared.
 int32_t amt_handle_deinit();
 
 // The end of a worker that ends the service: clears its own handle, releases, stops the log and exits with status 0,

@@ -11,6 +11,8 @@
 #include "amt/amt-cfg.h"
 #include "amt/channels/app-reader.h"
 #include "amt/channels/copies.h"
+#include "amt/channels/failure-exit.h"
+#include "amt/channels/handshake.h"
 #include "amt/channels/modem-port.h"
 #include "amt/channels/modem-reader.h"
 #include "amt/channels/pc-reader.h"
@@ -23,6 +25,7 @@
 #include "amt/identity/wifi-nvram.h"
 #include "amt/modem/at-channel.h"
 #include "amt/platform-library.h"
+#include "amt/run-mode.h"
 #include "pub/base/wait.h"
 
 #define LOG_MODULE "amt/amt-handle"
@@ -117,6 +120,9 @@ void undo_amt_1_4()
 int32_t init_for_amt_1_4()
 {
     log_func();
+    if (g_usb_activate != 0) {
+        amt_await_usb_enumeration();
+    }
     int32_t result = open_pc_port();
     if (result == ERR_NONE) {
         result = amt_open_modem_port();
@@ -215,9 +221,13 @@ int32_t amt_handle_init(uint32_t platform_flag)
 {
     log_func();
     g_init_state = AMT_INIT_RUNNING;
+    amt_forget_failure();
     decide_platform_lib_name();
     amt_prepare_timers();
     amt_prepare_copies();
+    if (g_usb_activate != 0 && !amt_admit()) {
+        return ERR_UNKNOWN;
+    }
     prepare_identities();
     prepare_context();
     amt_register_handlers();

@@ -6,8 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "amt/channels/handshake.h"
 #include "amt/channels/release.h"
-#include "amt/channels/timers.h"
 #include "amt/core/context.h"
 #include "amt/run-mode.h"
 #include "pub/base/wait.h"
@@ -69,8 +69,7 @@ void take_state(const char *text)
     } else if (strstr(text, "CONFIGURED") != nullptr) {
         g_usb_state = AMT_USB_CONFIGURED;
         log_info("amt_handle_monitor_usb_loop get usb CONFIGURED event");
-        deleteTimer(&g_usbEnumTimer);
-        g_is_usb_configured = 1;
+        amt_end_usb_enumeration();
     } else {
         g_usb_state = AMT_USB_OTHER;
         log_info("amt_handle_monitor_usb_loop get usb other status event");

@@ -19,8 +19,8 @@ std::atomic<uint8_t> g_usb_state{AMT_USB_UNKNOWN};
 void amt_context_forget_threads()
 {
     handle_context &context = handle_context_st;
-    for (pub_util_thread *thread :
-         {&context.m_thread_app, &context.m_thread_pc, &context.m_thread_modem, &context.m_thread_usb}) {
+    for (pub_util_thread *thread : {&context.m_thread_app, &context.m_thread_pc, &context.m_thread_modem,
+                                    &context.m_thread_usb, &context.m_thread_image}) {
         thread->store(0);
     }
 }

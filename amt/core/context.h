@@ -29,7 +29,8 @@ struct handle_context {
     pub_util_thread m_thread_pc;
     pub_util_thread m_thread_modem;
     pub_util_thread m_thread_usb;
-    pub_pty m_pty; // its master is the application's channel
+    pub_util_thread m_thread_image; // shows the picture and ends by itself
+    pub_pty m_pty;                  // its master is the application's channel
     amt_channel_fd m_fd_pc;
     amt_channel_fd m_fd_at;
     amt_channel_fd m_fd_modem;

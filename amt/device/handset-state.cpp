@@ -1,12 +1,14 @@
 #include "amt/device/handset-state.h"
 
 #include <errno.h>
+#include <power.h>
 #include <stdio.h>
 
 #include "amt/core/request.h"
 #include "amt/core/response.h"
 #include "amt/platform-library.h"
 #include "pub/base/scoped.h"
+#include "pub/base/wait.h"
 #include "pub/cfg/cfg.h"
 
 #define LOG_MODULE "amt/amt-handle"
@@ -21,6 +23,9 @@ constexpr uint8_t k_temperature_atom = 22;
 constexpr uint8_t k_flag_response_id = 0xF5;
 constexpr uint8_t k_flag_atom = 204;
 constexpr uint32_t k_flag_unread = 2; // for a reader that leaves it alone, which ours does not
+
+constexpr uint8_t k_power_off_response_id = 0xED;
+constexpr uint32_t k_answer_leaves_seconds = 2;
 
 bool read_temperature(uint32_t *temperature)
 {
@@ -82,4 +87,24 @@ int32_t amt_modem_boot_dl_fin_read(uint8_t channel, const amt_buffer *request, a
     (void)amt_message_append_int(response->m_data_a, k_flag_atom, flag);
     amt_handle_append_result(response, static_cast<uint32_t>(result));
     return amt_handle_wrap_and_send_rsp(channel, response);
+}
+
+void amt_power_off_behind_answer()
+{
+    pub_util_sleep_seconds(k_answer_leaves_seconds);
+    if (platform_power_off() != 0) {
+        (void)log_sys_error("reboot");
+    }
+}
+
+int32_t amt_handle_power_off(uint8_t channel, const amt_buffer *request, amt_buffer *response)
+{
+    log_func();
+    int32_t result = amt_handle_check_request(channel, request, response);
+    if (result != ERR_NONE) {
+        return result;
+    }
+    result = amt_handle_send_rsp_ok(channel, response, k_power_off_response_id);
+    amt_power_off_behind_answer();
+    return result;
 }

@@ -17,3 +17,9 @@ int32_t amt_modem_handle_temperature(uint8_t channel, const amt_buffer *request,
 
 // Answers with that flag. ERR_UNKNOWN, unanswered, when it cannot be read.
 int32_t amt_modem_boot_dl_fin_read(uint8_t channel, const amt_buffer *request, amt_buffer *response);
+
+// Gives an answer time to leave and switches the handset off. Returns, told in the log, only when that is refused.
+void amt_power_off_behind_answer();
+
+// Acknowledges and switches the handset off.
+int32_t amt_handle_power_off(uint8_t channel, const amt_buffer *request, amt_buffer *response);

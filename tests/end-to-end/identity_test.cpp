@@ -345,6 +345,17 @@ TEST_F(HandsetLine, SwitchesOffAndTheVersionGoesBeforeIt)
     (void)end(service);
 }
 
+TEST_F(HandsetLine, SwitchesOffAsTheMessageDoes)
+{
+    const emulator::process service = start_reading();
+    m_handset.clear_calls();
+    EXPECT_EQ(ask(station::message(0xEC)), station::message(0xED).with_int(1, 0));
+    emulator::wait_until("the power-off", [&] { return !m_handset.calls().empty(); });
+    EXPECT_THAT(m_handset.calls(), ElementsAre("reboot(POWER_OFF)"));
+    expect_relay("ATI\r", k_ok);
+    (void)end(service);
+}
+
 TEST_F(Identity, ThatTheDiskIsSlowToTakeHoldsNoEndUp)
 {
     ASSERT_EQ(mkfifo(m_handset.files.host_path("/handset/held").c_str(), 0600), 0);

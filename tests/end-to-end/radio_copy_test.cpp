@@ -141,6 +141,21 @@ TEST_F(BluetoothOfAStation, LeavesAServiceThatOutlivesTheCopy)
     (void)end(service);
 }
 
+// What became of the handshake of a cable's insertion is told by the service alone.
+TEST_F(BluetoothOfAStation, LeavesACopyThatRecordsNothingAtItsEnd)
+{
+    constexpr char k_property[] = "sys.kv.amt.failure.handshake";
+    const emulator::process service = start_reading(emulator::service({"-u"}));
+    EXPECT_EQ(ask(station::message(0xAA)), m_done);
+    EXPECT_EQ(receive(), m_done);
+    end_copy(wait_copy());
+    EXPECT_EQ(m_handset.property(k_property), "");
+    EXPECT_EQ(count_log(k_property), 0U);
+    (void)end(service);
+    EXPECT_EQ(m_handset.property(k_property), "2");
+    EXPECT_EQ(count_log(k_property), 1U);
+}
+
 // The service alone hears the modem.
 TEST_F(BluetoothOfAStation, LeavesACopyWhoseIdentitiesAreSavedByTheService)
 {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -46,10 +47,21 @@ inline std::vector<std::string> entered(const std::vector<emulator::log_record> 
     return result;
 }
 
+// The real service, its libraries and its player, as they were built.
+inline emulator::handset_options service_options()
+{
+    const std::filesystem::path programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    emulator::handset_options result;
+    result.service = programs / "kv-zep-amt";
+    result.library_folder = programs.parent_path() / "lib";
+    result.player = programs / "amt-audio";
+    return result;
+}
+
 class service_handset : public testing::Test {
   protected:
     service_handset()
-        : m_handset(options())
+        : m_handset(service_options())
     {
         m_handset.files.write(k_config_path, k_config);
         m_handset.boot();
@@ -63,7 +75,10 @@ class service_handset : public testing::Test {
     emulator::process start_up(const emulator::program &program = emulator::service())
     {
         emulator::process service = m_handset.start(program);
-        emulator::wait_until("the service to wait", [&] { return !service.running() || is_started(service.pid()); });
+        const bool has_timer = std::count(program.arguments.begin(), program.arguments.end(), "-u") > 0;
+        const unsigned long threads = k_threads_alone + (has_timer ? 1 : 0); // before there are workers
+        emulator::wait_until("the service to wait",
+                             [&] { return !service.running() || is_started(service.pid(), threads); });
         EXPECT_TRUE(service.running()) << service.out() << service.err();
         return service;
     }
@@ -124,23 +139,13 @@ class service_handset : public testing::Test {
 
     // Whether there are workers, and SIGTERM is handled and let in just now. Between starting the first worker and its
     // final wait the main thread lets nothing in.
-    bool is_started(pid_t pid) const
+    bool is_started(pid_t pid, unsigned long threads_before) const
     {
         const std::string status = m_handset.files.read("/proc/" + std::to_string(pid) + "/status");
         const auto has_sigterm = [&status](const std::string &set) {
             return ((std::stoul(status.substr(status.find(set) + set.size()), nullptr, 16) >> (SIGTERM - 1)) & 1) != 0;
         };
         const unsigned long threads = std::stoul(status.substr(status.find("Threads:") + 8));
-        return threads > k_threads_alone && has_sigterm("SigCgt:") && !has_sigterm("SigBlk:");
-    }
-
-    static emulator::handset_options options()
-    {
-        const std::filesystem::path programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-        emulator::handset_options result;
-        result.service = programs / "kv-zep-amt";
-        result.library_folder = programs.parent_path() / "lib";
-        result.player = programs / "amt-audio";
-        return result;
+        return threads > threads_before && has_sigterm("SigCgt:") && !has_sigterm("SigBlk:");
     }
 };

@@ -21,17 +21,9 @@
 #include "pub/base/wait.h"
 #include "pub/util/util.h"
 #include "tests/support/in_child.h"
+#include "tests/unit/amt/timer_fakes.h"
 
 namespace {
-
-void make_timer(timer_t *timer)
-{
-    sigevent nothing = {};
-    nothing.sigev_notify = SIGEV_NONE;
-    ASSERT_EQ(timer_create(CLOCK_REALTIME, &nothing, timer), 0);
-}
-
-const timer_t k_no_timer = (timer_t)-1; // NOLINT(google-readability-casting): as the service spells it
 
 // Another thread for as long as the test needs its handle.
 class other_thread {
@@ -124,12 +116,12 @@ TEST(Copy, HasNoTimer)
         make_timer(&g_usbEnumTimer);
         make_timer(&g_handShakeTimer);
         in_child([] {
-            EXPECT_EQ(g_usbEnumTimer, k_no_timer);
-            EXPECT_EQ(g_handShakeTimer, k_no_timer);
+            EXPECT_FALSE(amt_timer_exists(g_usbEnumTimer));
+            EXPECT_FALSE(amt_timer_exists(g_handShakeTimer));
             deleteTimer(&g_usbEnumTimer);
         });
-        EXPECT_NE(g_usbEnumTimer, k_no_timer);
-        EXPECT_NE(g_handShakeTimer, k_no_timer);
+        EXPECT_TRUE(amt_timer_exists(g_usbEnumTimer));
+        EXPECT_TRUE(amt_timer_exists(g_handShakeTimer));
     });
 }
 

@@ -56,8 +56,19 @@ void __wrap__Z17pub_util_sleep_msj(uint32_t milliseconds)
     }
 }
 
+void __wrap__Z22pub_util_sleep_secondsj(uint32_t seconds)
+{
+    g_fake.long_pauses.push_back(seconds);
+    if (g_fake.on_long_pause) {
+        g_fake.on_long_pause();
+    }
+}
+
 int __wrap__Z18platform_power_offv()
 {
+    if (g_fake.on_power_off) {
+        return g_fake.on_power_off();
+    }
     ADD_FAILURE() << "nothing here is to switch the handset off";
     return 0;
 }

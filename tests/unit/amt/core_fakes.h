@@ -16,6 +16,9 @@ struct core_fakes {
     int command_status = 0;               // of each of them
     std::vector<uint32_t> pauses;         // milliseconds that would have been slept
     std::function<void()> on_pause;       // happens in place of each pause
+    std::vector<uint32_t> long_pauses;    // seconds that would have been slept
+    std::function<void()> on_long_pause;  // happens in place of each
+    std::function<int()> on_power_off;    // in place of the power-off; without it nobody is to come there
     std::function<void(int fd)> on_close; // happens before each close
     std::string empty_property;           // reads as empty, whatever the default
     bool has_no_library = false;          // the misc library cannot be loaded

@@ -1,11 +1,14 @@
 #include "amt/device/handset-state.h"
 
+#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "amt/platform-library.h"
 #include "pub/log/errors.h"
@@ -253,6 +256,138 @@ TEST_F(DownloadFlag, Is0WithoutTheLibrary)
         });
     }
     EXPECT_EQ(calls(), "(missing)");
+}
+
+// --- the power
+
+constexpr char k_power_request[] = "0600bbec0000";
+constexpr char k_power_answer[] = "0f00bbed0900ee0101040000000000"; // result 0
+
+struct power_off {
+    int32_t result = 0;
+    std::vector<std::string> steps;     // what came, in order: texts of what was sent, "2 s", "off"
+    std::vector<std::string> records;   // without those of sending
+    std::vector<std::string> functions; // of all records
+};
+
+// Has the handset switched off over a channel. The power-off comes back with this errno; 0: as if nothing had happened.
+power_off switch_off(uint8_t channel, int refused)
+{
+    const links link;
+    const test_log log;
+    power_off seen;
+    const auto note_sent = [&link, &seen] {
+        for (const auto &sent : {link.at_station(), link.at_application()}) {
+            seen.steps.insert(seen.steps.end(), sent.begin(), sent.end());
+        }
+    };
+    g_fake.on_long_pause = [&] {
+        note_sent();
+        seen.steps.push_back(std::to_string(g_fake.long_pauses.back()) + " s");
+    };
+    g_fake.on_power_off = [&] {
+        note_sent();
+        seen.steps.emplace_back("off");
+        errno = refused;
+        return refused == 0 ? 0 : -1;
+    };
+    const amt_buffer request = buffer_with(k_power_request);
+    amt_buffer response = buffer_with(std::string(400, 'f'));
+    seen.result = amt_handle_power_off(channel, &request, &response);
+    note_sent();
+    for (const std::string &record : log.records()) {
+        if (record != "func | " && record.rfind("data | send ", 0) != 0) {
+            seen.records.push_back(record);
+        }
+    }
+    seen.functions = log.functions();
+    return seen;
+}
+
+TEST(PowerOff, AnswersThenWaitsThenSwitchesOff)
+{
+    const std::pair<uint8_t, std::string> rows[] = {{AMT_CHANNEL_PC, enveloped(k_power_answer)},
+                                                    {AMT_CHANNEL_APP, k_power_answer}};
+    for (const auto &[channel, answer] : rows) {
+        in_child([channel = channel, answer = answer] {
+            const power_off seen = switch_off(channel, 0);
+            EXPECT_EQ(seen.result, ERR_NONE) << "should it come back";
+            EXPECT_THAT(seen.steps, ElementsAre(answer, "2 s", "off"));
+            EXPECT_THAT(seen.records, IsEmpty());
+            EXPECT_EQ(seen.functions.at(0), "amt_handle_power_off");
+            EXPECT_THAT(g_fake.pauses, IsEmpty());
+            EXPECT_THAT(g_fake.commands, IsEmpty());
+        });
+    }
+}
+
+TEST(PowerOff, ThatIsRefusedIsToldAndTriedOnce)
+{
+    in_child([] {
+        const power_off seen = switch_off(AMT_CHANNEL_PC, EPERM);
+        EXPECT_EQ(seen.result, ERR_NONE) << "that of the answer";
+        EXPECT_THAT(seen.steps, ElementsAre(enveloped(k_power_answer), "2 s", "off"));
+        EXPECT_THAT(seen.records, ElementsAre("sys error | reboot: 1 - Operation not permitted"));
+        EXPECT_EQ(seen.functions.back(), "amt_power_off_behind_answer");
+    });
+}
+
+TEST(PowerOff, ComesAlsoWhenItsAnswerDoesNotLeave)
+{
+    for (const int refused : {0, EPERM}) {
+        in_child([refused] {
+            g_fake.write_fails_at = 1;
+            g_fake.write_error = EIO;
+            const power_off seen = switch_off(AMT_CHANNEL_PC, refused);
+            EXPECT_EQ(seen.result, ERR_C_FUNCTION) << "that of the answer";
+            EXPECT_THAT(seen.steps, ElementsAre("2 s", "off"));
+        });
+        in_child([refused] {
+            g_fake.write_fails_at = 1;
+            g_fake.write_count = 14;
+            const power_off seen = switch_off(AMT_CHANNEL_APP, refused);
+            EXPECT_EQ(seen.result, ERR_WRITE_NOT_COMPLETED);
+            EXPECT_THAT(seen.steps, ElementsAre(std::string(k_power_answer).substr(0, 28), "2 s", "off"));
+        });
+    }
+}
+
+TEST(PowerOff, NeedsNoModem)
+{
+    in_child([] {
+        amt_context_clear();
+        g_at_dev_not_opened = 1;
+        EXPECT_EQ(switch_off(AMT_CHANNEL_PC, 0).result, ERR_NONE);
+    });
+}
+
+TEST(PowerOff, RefusesBadArgumentsAndLeavesThePowerAlone)
+{
+    g_fake.on_long_pause = [] { ADD_FAILURE() << "there is nothing to wait for"; };
+    expect_bad_arguments_refused(amt_handle_power_off, AMT_CHANNEL_PC, k_power_request);
+    expect_bad_arguments_refused(amt_handle_power_off, AMT_CHANNEL_APP, k_power_request);
+    g_fake = {};
+}
+
+// Shared with a line of the station that has answered in its own way.
+TEST(PowerOff, BehindAnotherAnswerSendsNone)
+{
+    for (const int refused : {0, ENOSYS}) {
+        in_child([refused] {
+            const links link;
+            const test_log log;
+            g_fake.on_power_off = [refused] {
+                errno = refused;
+                return refused == 0 ? 0 : -1;
+            };
+            amt_power_off_behind_answer();
+            EXPECT_THAT(g_fake.long_pauses, ElementsAre(2));
+            EXPECT_THAT(link.at_station(), IsEmpty());
+            EXPECT_THAT(link.at_application(), IsEmpty());
+            const std::vector<std::string> told = {"sys error | reboot: 38 - Function not implemented"};
+            EXPECT_EQ(log.records(), refused == 0 ? std::vector<std::string>{} : told);
+        });
+    }
 }
 
 } // namespace

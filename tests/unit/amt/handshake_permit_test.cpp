@@ -1,15 +1,18 @@
 #include "amt/identity/handshake-permit.h"
 
+#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/device_fakes.h"
+#include "tests/unit/amt/handler_arguments.h"
 #include "tests/unit/amt/identity_steps.h"
 
 namespace {
@@ -206,6 +209,199 @@ TEST(HandshakePermit, KnowsNoOtherOperation)
                                                k_bad_argument + "unknown operation type: " + told));
         });
     }
+}
+
+// --- at a start on the insertion of a cable
+
+struct start_row {
+    const char *name;
+    const char *content; // null: there is no file
+    bool is_permitted;
+};
+
+TEST(HandshakePermit, ForbidsAStartByTheNumber0Alone)
+{
+    const start_row rows[] = {
+        {"0", "0", false},
+        {"with a line end", "0\n", false},
+        {"1", "1", true},
+        {"1 with a line end", "1\n", true},
+        {"another number", "2", true},
+        {"a negative number", "-1", true},
+        {"a negative 0", "-0", false},
+        {"10", "10", true},
+        {"the largest", "2147483647", true},
+        {"too large", "4294967296", true},
+        {"two digits", "00", false},
+        {"a zero in front", "01", true},
+        {"a blank in front", " 0", false},
+        {"a blank in front of 1", " 1", true},
+        {"hexadecimal", "0x1", false},
+        {"text", "permit", false},
+        {"text behind", "0 1", false},
+        {"text behind 1", "1 0", true},
+        {"a line end alone", "\n", false},
+        {"no file", nullptr, true},
+        {"an empty file", "", true},
+    };
+    for (const start_row &row : rows) {
+        in_child([&row] {
+            SCOPED_TRACE(row.name);
+            const device_handset handset;
+            if (row.content != nullptr) {
+                handset.put(k_file, row.content);
+            }
+            const outcome seen = handset.watch([] { return amt_is_handshake_permitted() ? 1 : 0; });
+            EXPECT_EQ(seen.result, row.is_permitted ? 1 : 0);
+            EXPECT_THAT(seen.events,
+                        ElementsAreArray(row.content != nullptr ? reading_of(k_file) : steps{"read " + k_file}));
+            expect_nothing_sent(seen);
+            EXPECT_EQ(handset.content(k_file), row.content != nullptr ? row.content : "(missing)");
+        });
+    }
+}
+
+TEST(HandshakePermit, TellsAStartWhatItRead)
+{
+    for (const std::string flag : {"0", "1", "-17", "permit"}) {
+        in_child([&flag] {
+            const device_handset handset;
+            handset.put(k_file, flag);
+            (void)amt_is_handshake_permitted();
+            EXPECT_THAT(handset.log().records(),
+                        ElementsAre("func | ", "info | read content: " + flag,
+                                    "info | readed success from file(" + k_file + "). flag: " + flag + "."));
+        });
+    }
+}
+
+struct unreadable_row {
+    const char *name;
+    void (*prepare)(const device_handset &);
+    steps events;
+    std::string told;
+};
+
+TEST(HandshakePermit, PermitsAStartByAFileThatCannotBeReadAndTellsNoFlag)
+{
+    const unreadable_row rows[] = {
+        {"no file", [](const device_handset &) {}, {"read " + k_file}, k_not_opened + "2 - No such file or directory"},
+        {"one of another's",
+         [](const device_handset &handset) {
+             handset.put(k_file, "0");
+             g_fake.refused = {{"read " + k_file, EACCES}};
+         },
+         {"read " + k_file},
+         k_not_opened + "13 - Permission denied"},
+        {"an empty one", [](const device_handset &handset) { handset.put(k_file, ""); }, reading_of(k_file),
+         k_failed_call + "read fail: 0 - No error"},
+        {"a folder", [](const device_handset &handset) { handset.make_folder(k_file); }, reading_of(k_file),
+         k_failed_call + "read fail: 21 - Is a directory"},
+    };
+    for (const unreadable_row &row : rows) {
+        in_child([&row] {
+            SCOPED_TRACE(row.name);
+            const device_handset handset;
+            row.prepare(handset);
+            const outcome seen = handset.watch([] { return amt_is_handshake_permitted() ? 1 : 0; });
+            EXPECT_EQ(seen.result, 1);
+            EXPECT_THAT(seen.events, ElementsAreArray(row.events));
+            EXPECT_THAT(handset.log().records(), ElementsAre("func | ", row.told));
+        });
+    }
+}
+
+// --- the station's request
+
+constexpr char k_request[] = "0600bbdb0000";
+const std::string k_answer = "0f00bbdc0900ee0101040000000000"; // result 0
+
+TEST(NotPermitHandshake, StoresThe0AndAnswersBehindTheDisk)
+{
+    for (const uint8_t channel : k_both_channels_a) {
+        for (const char *before : {"1", "0", "something longer\n"}) {
+            in_child([channel, before] {
+                SCOPED_TRACE(before);
+                const device_handset handset;
+                handset.put(k_file, before);
+                const outcome seen = handset.ask(amt_handle_not_permit_handshake, channel, k_request);
+                EXPECT_EQ(seen.result, ERR_NONE);
+                EXPECT_THAT(seen.answers(channel), ElementsAre(answer_on(channel, k_answer)));
+                EXPECT_TRUE(seen.is_response_clear);
+                EXPECT_THAT(seen.events, ElementsAreArray(writing_of(k_file) + steps{"send"}));
+                EXPECT_EQ(handset.content(k_file), "0");
+                EXPECT_FALSE(amt_is_handshake_permitted()) << "the next start is the first to feel it";
+            });
+        }
+    }
+}
+
+TEST(NotPermitHandshake, IsToldFromEndToEnd)
+{
+    in_child([] {
+        const device_handset handset;
+        handset.make_folder("/amt");
+        (void)handset.ask(amt_handle_not_permit_handshake, AMT_CHANNEL_PC, k_request);
+        std::vector<std::string> records = handset.log().records();
+        ASSERT_GE(records.size(), 5U);
+        records.resize(5); // what follows is of sending
+        EXPECT_THAT(records, ElementsAre("func | ", "func | ", operation_told("0"), "info | write content: 0",
+                                         "info | Writed to file(" + k_file + ") success.flag: 0."));
+        EXPECT_EQ(handset.log().functions().at(0), "amt_handle_not_permit_handshake");
+        EXPECT_EQ(handset.log().functions().at(1), "handle_amt_damt1_operation");
+        EXPECT_EQ(handset.content(k_file), "0") << "made, as there was none";
+    });
+}
+
+void expect_unanswered(const outcome &seen, const std::string &told)
+{
+    EXPECT_EQ(seen.result, ERR_UNKNOWN);
+    expect_nothing_sent(seen);
+    EXPECT_THAT(seen.told, ElementsAre(operation_told("0"), told, k_write_error));
+}
+
+TEST(NotPermitHandshake, IsNotAnsweredWhenThe0IsNotStored)
+{
+    for (const uint8_t channel : k_both_channels_a) {
+        for (const write_failure &row : k_write_failures) {
+            in_child([channel, &row] {
+                SCOPED_TRACE(row.name);
+                const device_handset handset;
+                handset.put(k_file, "1");
+                fail_writing(k_file, row);
+                const outcome seen = handset.ask(amt_handle_not_permit_handshake, channel, k_request);
+                expect_unanswered(seen, k_failed_call + "fputs fail: " + row.told);
+                EXPECT_THAT(seen.events, ElementsAreArray(writing_of(k_file)));
+            });
+        }
+        in_child([channel] {
+            const device_handset handset;
+            const outcome seen = handset.ask(amt_handle_not_permit_handshake, channel, k_request);
+            expect_unanswered(seen, k_not_opened + "2 - No such file or directory");
+            EXPECT_THAT(seen.events, ElementsAre("read and write " + k_file));
+        });
+    }
+}
+
+TEST(NotPermitHandshake, GivesTheResultOfItsAnswerAndHasStoredThe0)
+{
+    expect_result_of_sending(amt_handle_not_permit_handshake, k_request,
+                             [](const device_handset &handset) { handset.make_folder("/amt"); });
+    in_child([] {
+        const device_handset handset;
+        handset.make_folder("/amt");
+        g_fake.is_send_cut = true;
+        (void)handset.ask(amt_handle_not_permit_handshake, AMT_CHANNEL_PC, k_request);
+        EXPECT_EQ(handset.content(k_file), "0");
+    });
+}
+
+TEST(NotPermitHandshake, RefusesBadArgumentsAndTouchesNoFile)
+{
+    g_fake.on_event = [](const std::string &event) { ADD_FAILURE() << event; };
+    expect_bad_arguments_refused(amt_handle_not_permit_handshake, AMT_CHANNEL_PC, k_request);
+    expect_bad_arguments_refused(amt_handle_not_permit_handshake, AMT_CHANNEL_APP, k_request);
+    g_fake = {};
 }
 
 } // namespace

@@ -9,6 +9,9 @@
 #include "amt/at-local/at-fields.h"
 #include "amt/at-local/device-at.h"
 #include "amt/at-local/handset-at.h"
+#include "amt/channels/failure-exit.h"
+#include "amt/channels/handshake.h"
+#include "amt/channels/timers.h"
 #include "amt/device/audio.h"
 #include "amt/device/battery.h"
 #include "amt/device/bluetooth.h"
@@ -34,6 +37,11 @@
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/device_fakes.h"
+
+extern "C" int __wrap_property_set(const char *, const char *)
+{
+    return 0; // no property of this machine is set
+}
 
 namespace {
 
@@ -88,6 +96,17 @@ void miss_a_field()
     (void)amt_tell_missing_field("");
 }
 
+int32_t tell_of_charger()
+{
+    return 1;
+}
+
+void start_at_a_charger()
+{
+    g_fake.entry = reinterpret_cast<void *>(&tell_of_charger);
+    (void)amt_admit();
+}
+
 // clang-format off
 const source_row k_sources_a[] = {
     {"amt/amt-device -> amt_device_audio -> ",                 refuse<amt_device_audio>},
@@ -127,6 +146,13 @@ const source_row k_sources_a[] = {
     {"amt/amt-handle -> amt_handle_adb_serial_no -> ",         refuse<amt_handle_adb_serial_no>},
     {"amt/amt-handle -> handle_amt_imei_and_sn_save_file -> ", [] { (void)handle_amt_imei_and_sn_save_file(9); }},
     {"amt/amt-handle -> amt_write_wifi_to_nvram_file -> ",     [] { (void)amt_write_wifi_to_nvram_file(); }},
+    {"amt/amt-handle -> amt_handle_not_permit_handshake -> ",  refuse<amt_handle_not_permit_handshake>},
+    {"amt/amt-handle -> amt_handle_power_off -> ",             refuse<amt_handle_power_off>},
+    {"amt/amt-handle -> amt_admit -> ",                  start_at_a_charger},
+    {"amt/amt-handle -> amt_set_failure_exit_property -> ",    amt_set_failure_exit_property},
+    {"amt/amt-handle -> amt_handle_failure_exit -> ",          amt_handle_failure_exit},
+    {"amt/amt-handle -> deleteTimer -> ",                      [] { deleteTimer(&g_usbEnumTimer); }},
+    {"amt/amt-handle -> setTimer -> ",                         [] { setTimer(&g_handShakeTimer, 1); }},
 };
 // clang-format on
 

@@ -22,6 +22,7 @@
 #include "amt/device/simple.h"
 #include "amt/device/storage.h"
 #include "amt/device/wifi.h"
+#include "amt/identity/handshake-permit.h"
 #include "amt/identity/identity-requests.h"
 #include "amt/modem/channel-switch.h"
 #include "amt/modem/modem-requests.h"
@@ -49,8 +50,10 @@ const handlers k_pc_handlers = {
     {0xBB, amt_device_wifi_rtx_test},
     {0xBF, amt_handle_adb_serial_no},
     {0xC1, amt_handle_board_pcba_ctrl},
+    {0xDB, amt_handle_not_permit_handshake},
     {0xE0, amt_device_battery_voltage_check},
     {0xE2, amt_device_battery_voltage_check},
+    {0xEC, amt_handle_power_off},
     {0xF0, amt_enter_idle},
     {0x5B, amt_modem_write_pc_test_result},
     {0xF4, amt_modem_boot_dl_fin_read},
@@ -105,7 +108,7 @@ constexpr uint8_t k_tunnelled_a[] = {
 
 // The ids in the order in which they are registered; 0xDB of the application twice.
 constexpr uint8_t k_pc_order_a[] = {
-    0x2D, 0xAA, 0xAC, 0xB9, 0xBB, 0xAE, 0xB0, 0xB2, 0xBF, 0xE0, 0xE2, 0xC1, 0xF0, 0x5B, 0xF4,
+    0x2D, 0xAA, 0xAC, 0xB9, 0xBB, 0xAE, 0xB0, 0xB2, 0xBF, 0xE0, 0xE2, 0xEC, 0xC1, 0xDB, 0xF0, 0x5B, 0xF4,
 };
 constexpr uint8_t k_app_order_a[] = {
     0x01, 0x03, 0x05, 0x07, 0x09, 0x0B, 0x0D, 0x0F, 0x11, 0x13, 0x15, 0x17, 0x19, 0x1B, 0x1D, 0x1F, 0x21,

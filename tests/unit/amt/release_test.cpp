@@ -19,19 +19,36 @@
 #include <utility>
 #include <vector>
 
+#include "amt/channels/copies.h"
+#include "amt/channels/failure-exit.h"
 #include "amt/channels/timers.h"
 #include "amt/core/context.h"
+#include "amt/run-mode.h"
 #include "pub/base/wait.h"
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
+#include "tests/unit/amt/timer_fakes.h"
 
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+
+std::vector<std::string> g_properties; // "NAME=VALUE", as they were set
+
+} // namespace
+
+extern "C" int __wrap_property_set(const char *name, const char *value)
+{
+    g_properties.push_back(std::string(name) + "=" + value);
+    return 0;
+}
+
+namespace {
 
 TEST(Release, IsClaimedByExactlyOneThread)
 {
@@ -162,12 +179,10 @@ TEST(Release, ClosesThePseudoTerminal)
 }
 
 // A timer that never tells. Returns how the log calls it.
-std::string make_timer(timer_t *timer)
+std::string make_silent_timer(amt_timer *timer)
 {
-    sigevent nothing = {};
-    nothing.sigev_notify = SIGEV_NONE;
-    EXPECT_EQ(timer_create(CLOCK_REALTIME, &nothing, timer), 0);
-    return std::to_string(reinterpret_cast<intptr_t>(*timer));
+    make_timer(timer);
+    return std::to_string(reinterpret_cast<intptr_t>(timer->load()));
 }
 
 TEST(Release, TakesOneStepBehindTheOther)
@@ -186,14 +201,80 @@ TEST(Release, TakesOneStepBehindTheOther)
             channel->store(open("/dev/null", O_RDWR));
             expected.push_back(std::string("info | close ") + name + "[" + std::to_string(channel->load()) + "]");
         }
-        const std::string handshake = make_timer(&g_handShakeTimer); // first, so that its number is not in the way
-        const std::string enumeration = make_timer(&g_usbEnumTimer);
+        const std::string handshake =
+            make_silent_timer(&g_handShakeTimer); // first, so that its number is not in the way
+        const std::string enumeration = make_silent_timer(&g_usbEnumTimer);
         EXPECT_NE(enumeration, handshake);
         expected.push_back("info | delete timer.timerId:" + enumeration + ".");
         expected.push_back("info | delete timer.timerId:" + handshake + ".");
         EXPECT_EQ(amt_handle_deinit(), ERR_NONE);
         EXPECT_THAT(records_of(log, {"info | pub_pty_close ", "info | close ", "info | delete timer"}),
                     ElementsAreArray(expected));
+    });
+}
+
+// --- what the system finds behind a start on the insertion of a cable
+
+TEST(Release, RecordsTheEndOfAStartOnACableBehindEverythingElse)
+{
+    in_child([] {
+        const test_log log;
+        amt_context_clear();
+        g_usb_activate = 1;
+        amt_note_ac_power();
+        const int fd = open("/dev/null", O_RDWR);
+        handle_context_st.m_fd_modem = fd;
+        const std::string handshake = make_silent_timer(&g_handShakeTimer);
+        EXPECT_EQ(amt_handle_deinit(), -1) << "there is no pseudo-terminal to close";
+        EXPECT_THAT(g_properties, ElementsAre("sys.kv.amt.failure.handshake=1"));
+        const std::string last = "info | set property(sys.kv.amt.failure.handshake) to 1.";
+        EXPECT_THAT(records_of(log, {"info | close ", "info | delete", last}),
+                    ElementsAreArray({"info | close m_fd_modem[" + std::to_string(fd) + "]",
+                                      std::string("info | deleteTimer success, timerId[-1]"),
+                                      "info | delete timer.timerId:" + handshake + ".",
+                                      std::string("info | deleteTimer success, timerId[-1]"), last}));
+        EXPECT_EQ(log.records().back(), last);
+    });
+}
+
+TEST(Release, RecordsNothingThatHasBeenRecorded)
+{
+    in_child([] {
+        amt_context_clear();
+        g_usb_activate = 1;
+        amt_note_ac_power();
+        amt_record_failure_exit();
+        EXPECT_EQ(g_properties.size(), 1U);
+        EXPECT_EQ(amt_handle_deinit(), -1);
+        EXPECT_EQ(g_properties.size(), 1U);
+    });
+}
+
+TEST(Release, OfACopyOfTheProcessLeavesTheRecordToTheOriginal)
+{
+    in_child([] {
+        amt_context_clear();
+        amt_prepare_copies();
+        g_usb_activate = 1;
+        amt_note_ac_power();
+        in_child([] {
+            EXPECT_EQ(amt_handle_deinit(), -1);
+            EXPECT_THAT(g_properties, IsEmpty());
+        });
+        EXPECT_EQ(amt_handle_deinit(), -1);
+        EXPECT_EQ(g_properties.size(), 1U);
+    });
+}
+
+TEST(Release, RecordsNothingOfAnyOtherStart)
+{
+    in_child([] {
+        const test_log log;
+        amt_context_clear();
+        g_usb_activate = 0;
+        EXPECT_EQ(amt_handle_deinit(), -1);
+        EXPECT_THAT(g_properties, IsEmpty());
+        EXPECT_THAT(log.text(), Not(HasSubstr("permit")));
     });
 }
 

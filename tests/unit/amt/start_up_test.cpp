@@ -16,10 +16,12 @@
 #include "amt/channels/pc-reader.h"
 #include "amt/channels/usb-monitor.h"
 #include "amt/identity/identity-writes.h"
+#include "amt/run-mode.h"
 #include "pub/log/errors.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/channel_fakes.h"
+#include "tests/unit/amt/handshake_steps.h"
 #include "tests/unit/amt/pending_notes.h"
 
 namespace {
@@ -99,6 +101,8 @@ struct start : test_log {
     explicit start(std::deque<int> opened)
     {
         g_fake = {};
+        g_steps = {};
+        g_usb_activate = 0;
         g_fake.opened = std::move(opened);
         g_switch_is_set = false;
         g_failing_termios_call = "";
@@ -239,6 +243,44 @@ TEST(StartUp, MakesTheParametersOnceAlsoWhenItFailsBehindThem)
         EXPECT_EQ(amt_handle_init(1), ERR_C_FUNCTION);
         EXPECT_THAT(g_fake.prepared, ElementsAre("/amt/BT", "/amt/WIFI", "WiFi parameters"));
     });
+}
+
+// --- on the insertion of a cable
+
+TEST(StartUp, OnACableAwaitsItInTheStationsArrangementOnly)
+{
+    struct row {
+        const char *name;
+        uint32_t flag;
+        const char *switch_status;
+        std::vector<std::string> last;
+    };
+    for (const row &row :
+         {row{"station", 0, "0", {k_admit, k_await_cable}},
+          row{"switched to the station", 1, "1", {k_admit, k_await_cable}}, row{"application", 1, "0", {k_admit}}}) {
+        in_child([&row] {
+            SCOPED_TRACE(row.name);
+            const start start({k_fd_pc, k_fd_modem});
+            g_usb_activate = 1;
+            g_switch_is_set = true;
+            g_switch_status = row.switch_status;
+            EXPECT_EQ(amt_handle_init(row.flag), ERR_NONE);
+            std::vector<std::string> expected = {k_forget_failure, k_choose_libraries, k_prepare_timers};
+            expected.insert(expected.end(), row.last.begin(), row.last.end());
+            EXPECT_EQ(g_steps.taken, expected);
+        });
+    }
+}
+
+TEST(StartUp, WithoutACableAsksForNoAdmissionAndAwaitsNone)
+{
+    for (const uint32_t flag : k_both_flags_a) {
+        in_child([flag] {
+            const start start({k_fd_pc, k_fd_modem});
+            EXPECT_EQ(amt_handle_init(flag), ERR_NONE);
+            EXPECT_THAT(g_steps.taken, ElementsAre(k_forget_failure, k_choose_libraries, k_prepare_timers)) << flag;
+        });
+    }
 }
 
 // --- the application's

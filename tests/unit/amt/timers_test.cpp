@@ -1,82 +1,25 @@
+// Who may delete the timers, and when.
 #include "amt/channels/timers.h"
 
-#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <semaphore.h>
-#include <signal.h>
 #include <time.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "amt/channels/release.h"
+#include "amt/core/context.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
+#include "tests/unit/amt/timer_fakes.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
-
-// What happens to the semaphore. Reset by assignment: g_fake = {};
-struct semaphore_fakes {
-    std::vector<std::string> calls; // of a wait and a post: whether the timer is there
-    int interruptions = 0;          // so many waits from now on are interrupted
-    timer_t timer = {};
-    sem_t *made = nullptr;
-};
-semaphore_fakes g_fake;
-
-void note(const char *call, const sem_t *semaphore)
-{
-    itimerspec left = {};
-    const char *which = semaphore == g_fake.made ? "" : "another ";
-    const char *timer = timer_gettime(g_fake.timer, &left) == 0 ? ", a timer" : ", no timer";
-    g_fake.calls.push_back(std::string(which) + call + timer);
-}
-
-void make_timer(timer_t *timer)
-{
-    sigevent nothing = {};
-    nothing.sigev_notify = SIGEV_NONE;
-    ASSERT_EQ(timer_create(CLOCK_REALTIME, &nothing, timer), 0);
-}
-
-} // namespace
-
-extern "C" {
-
-int __real_sem_init(sem_t *semaphore, int is_shared, unsigned value);
-int __wrap_sem_init(sem_t *semaphore, int is_shared, unsigned value)
-{
-    g_fake.made = semaphore;
-    g_fake.calls.push_back("init " + std::to_string(is_shared) + ", " + std::to_string(value));
-    return __real_sem_init(semaphore, is_shared, value);
-}
-
-int __real_sem_wait(sem_t *semaphore);
-int __wrap_sem_wait(sem_t *semaphore)
-{
-    if (g_fake.interruptions > 0) {
-        g_fake.interruptions--;
-        note("interrupted", semaphore);
-        errno = EINTR;
-        return -1;
-    }
-    note("wait", semaphore);
-    return __real_sem_wait(semaphore);
-}
-
-int __real_sem_post(sem_t *semaphore);
-int __wrap_sem_post(sem_t *semaphore)
-{
-    note("post", semaphore);
-    return __real_sem_post(semaphore);
-}
-}
-
-namespace {
 
 TEST(Timers, ThatAreNotThereAreDeletedAsOftenAsOneLikes)
 {
@@ -98,7 +41,7 @@ TEST(Timers, ThatAreThereAreDeletedOnce)
         const test_log log;
         amt_prepare_timers();
         make_timer(&g_usbEnumTimer);
-        timer_t timer = g_usbEnumTimer;
+        const timer_t timer = g_usbEnumTimer;
         deleteTimer(&g_usbEnumTimer);
         deleteTimer(&g_usbEnumTimer);
         itimerspec left = {};
@@ -112,16 +55,16 @@ TEST(Timers, ThatAreThereAreDeletedOnce)
 TEST(Timers, AreDeletedOneAtATime)
 {
     in_child([] {
-        g_fake = {};
+        g_order = {};
         amt_prepare_timers();
         make_timer(&g_handShakeTimer);
-        g_fake.timer = g_handShakeTimer;
+        g_order.timer = g_handShakeTimer;
         deleteTimer(&g_handShakeTimer);
         deleteTimer(&g_handShakeTimer);
-        EXPECT_THAT(g_fake.calls,
+        EXPECT_THAT(g_order.calls,
                     ElementsAre("init 0, 1", "wait, a timer", "post, no timer", "wait, no timer", "post, no timer"));
         int value = -1;
-        EXPECT_EQ(sem_getvalue(g_fake.made, &value), 0);
+        EXPECT_EQ(sem_getvalue(g_order.made, &value), 0);
         EXPECT_EQ(value, 1) << "the next one may";
     });
 }
@@ -129,42 +72,42 @@ TEST(Timers, AreDeletedOneAtATime)
 TEST(Timers, AreNotDeletedBeforeTheirTurnWhateverInterruptsTheWait)
 {
     in_child([] {
-        g_fake = {};
+        g_order = {};
         amt_prepare_timers();
         make_timer(&g_usbEnumTimer);
-        g_fake.timer = g_usbEnumTimer;
-        g_fake.interruptions = 2;
+        g_order.timer = g_usbEnumTimer;
+        g_order.interruptions = 2;
         deleteTimer(&g_usbEnumTimer);
-        EXPECT_THAT(g_fake.calls, ElementsAre("init 0, 1", "interrupted, a timer", "interrupted, a timer",
-                                              "wait, a timer", "post, no timer"));
+        EXPECT_THAT(g_order.calls, ElementsAre("init 0, 1", "interrupted, a timer", "interrupted, a timer",
+                                               "wait, a timer", "post, no timer"));
     });
 }
 
 TEST(Timers, OfACopyAreGoneAndDeletingWaitsForNobody)
 {
     in_child([] {
-        g_fake = {};
+        g_order = {};
         amt_prepare_timers();
         make_timer(&g_usbEnumTimer);
         make_timer(&g_handShakeTimer);
-        ASSERT_EQ(__real_sem_wait(g_fake.made), 0) << "a thread that the copy does not have is deleting one";
-        g_fake.timer = g_usbEnumTimer; // the other process's to delete
+        take_semaphore();               // by a thread that the copy does not have
+        g_order.timer = g_usbEnumTimer; // the other process's to delete
         amt_forget_timers();
         deleteTimer(&g_usbEnumTimer);
         deleteTimer(&g_handShakeTimer);
-        EXPECT_THAT(g_fake.calls, ElementsAre("init 0, 1", "init 0, 1", "wait, a timer", "post, a timer",
-                                              "wait, a timer", "post, a timer"));
+        EXPECT_THAT(g_order.calls, ElementsAre("init 0, 1", "init 0, 1", "wait, a timer", "post, a timer",
+                                               "wait, a timer", "post, a timer"));
     });
 }
 
 TEST(Timers, ThatWereNeverPreparedAreForgottenWithoutASemaphore)
 {
     in_child([] {
-        g_fake = {};
+        g_order = {};
         make_timer(&g_usbEnumTimer);
         amt_forget_timers();
         deleteTimer(&g_usbEnumTimer);
-        EXPECT_THAT(g_fake.calls, IsEmpty());
+        EXPECT_THAT(g_order.calls, IsEmpty());
     });
 }
 
@@ -172,10 +115,116 @@ TEST(Timers, OfAStartThatNeverCameThatFarAreDeletedWithoutWaiting)
 {
     in_child([] {
         const test_log log;
-        g_fake = {};
+        g_order = {};
         deleteTimer(&g_usbEnumTimer);
         EXPECT_THAT(log.records(), ElementsAre("func | ", "info | deleteTimer success, timerId[-1]"));
-        EXPECT_THAT(g_fake.calls, IsEmpty());
+        EXPECT_THAT(g_order.calls, IsEmpty());
+    });
+}
+
+// --- the release
+
+TEST(Timers, AreNotWaitedForBehindTheRelease)
+{
+    in_child([] {
+        g_order = {};
+        amt_prepare_timers();
+        make_timer(&g_usbEnumTimer);
+        make_timer(&g_handShakeTimer);
+        take_semaphore(); // by a thread that has been ended
+        g_order.timer = g_usbEnumTimer;
+        amt_release_timer_order();
+        deleteTimer(&g_usbEnumTimer);
+        EXPECT_FALSE(amt_timer_exists(g_usbEnumTimer));
+        setTimer(&g_handShakeTimer, 5000);
+        deleteTimer(&g_handShakeTimer);
+        EXPECT_THAT(g_order.calls, ElementsAre("init 0, 1", "set")) << "no wait, and no post either";
+        EXPECT_EQ(value_of_semaphore(), 0);
+    });
+}
+
+TEST(Timers, DoNotHoldTheReleaseUpWhoeverIsDeletingThem)
+{
+    in_child([] {
+        g_order = {};
+        g_timers = {};
+        amt_context_clear();
+        amt_prepare_timers();
+        make_timer(&g_usbEnumTimer);
+        make_timer(&g_handShakeTimer);
+        take_semaphore();
+        EXPECT_EQ(amt_handle_deinit(), -1) << "there is no pseudo-terminal to close";
+        EXPECT_FALSE(amt_timer_exists(g_usbEnumTimer));
+        EXPECT_FALSE(amt_timer_exists(g_handShakeTimer));
+        EXPECT_EQ(g_timers.calls.size(), 2U);
+        EXPECT_THAT(g_order.calls, ElementsAre("init 0, 1"));
+    });
+}
+
+TEST(Timers, GiveTheTurnBackThatWasTakenBeforeTheRelease)
+{
+    in_child([] {
+        g_order = {};
+        g_timers = {};
+        g_timers.is_real = false;
+        amt_prepare_timers();
+        g_usbEnumTimer = timer_of(7);
+        g_timers.on_delete = [] {
+            EXPECT_EQ(value_of_semaphore(), 0);
+            amt_release_timer_order();
+        };
+        deleteTimer(&g_usbEnumTimer);
+        EXPECT_EQ(value_of_semaphore(), 1);
+    });
+}
+
+TEST(Timers, OfACopyOfAReleasedProcessGetNoOrderAgain)
+{
+    in_child([] {
+        g_order = {};
+        amt_prepare_timers();
+        amt_release_timer_order();
+        amt_forget_timers();
+        deleteTimer(&g_usbEnumTimer);
+        EXPECT_THAT(g_order.calls, ElementsAre("init 0, 1"));
+    });
+}
+
+// --- two threads
+
+TEST(Timers, AreDeletedOnceByManyThreadsInTheirTurns)
+{
+    in_child([] {
+        g_timers = {};
+        g_timers.is_real = false;
+        amt_prepare_timers();
+        g_handShakeTimer = timer_of(7);
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 8; i++) {
+            threads.emplace_back([] { deleteTimer(&g_handShakeTimer); });
+        }
+        for (std::thread &thread : threads) {
+            thread.join();
+        }
+        EXPECT_THAT(g_timers.calls, ElementsAre("delete 7"));
+        EXPECT_EQ(value_of_semaphore(), 1);
+    });
+}
+
+TEST(Timers, AreDeletedOnceAlsoBehindTheReleaseWithoutAnyTurns)
+{
+    in_child([] {
+        g_timers = {};
+        g_timers.is_real = false;
+        amt_prepare_timers();
+        amt_release_timer_order();
+        g_handShakeTimer = timer_of(7);
+        g_timers.on_delete = [] {
+            g_timers.on_delete = nullptr;
+            std::thread([] { deleteTimer(&g_handShakeTimer); }).join(); // while the first is just at it
+        };
+        deleteTimer(&g_handShakeTimer);
+        EXPECT_THAT(g_timers.calls, ElementsAre("delete 7"));
     });
 }
 
