@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 namespace tour {
 
@@ -38,9 +39,9 @@ equipment::equipment()
 {
 }
 
-emulator::process equipment::start_service()
+emulator::process equipment::start_service(std::vector<std::string> arguments)
 {
-    emulator::process service = handset.start(emulator::service());
+    emulator::process service = handset.start(emulator::service(std::move(arguments)));
     wait_log(service, "PID of kv-zep-amt: " + std::to_string(service.pid()));
     return service;
 }

@@ -18,9 +18,9 @@ constexpr char k_switch_property[] = "amt.normal.amt.switch_status";
 struct equipment {
     equipment();
 
-    // Starts the service as at boot, and returns when the log is this process's own and no older one's: from then on
-    // its records can be waited for, and it ends cleanly at any moment.
-    emulator::process start_service();
+    // Starts the service, as at boot unless told otherwise, and returns when the log is this process's own and no older
+    // one's: from then on its records can be waited for, and it ends cleanly at any moment.
+    emulator::process start_service(std::vector<std::string> arguments = {});
 
     // Returns when a record of the service's log contains the text. Throws at once when the service ends without it.
     void wait_log(const emulator::process &service, const std::string &text) const;

@@ -14,6 +14,7 @@ void play_all(tour::stage &stage)
     tour::equipment equipment;
     tour::play_station(stage, equipment);
     tour::play_application(stage, equipment);
+    tour::play_cable(stage, equipment);
     tour::play_other_starts(stage, equipment);
 }
 

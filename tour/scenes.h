@@ -9,6 +9,7 @@ namespace tour {
 
 void play_station(stage &stage, equipment &equipment);
 void play_application(stage &stage, equipment &equipment);
+void play_cable(stage &stage, equipment &equipment);
 
 // Takes the configuration away for good, so it comes last.
 void play_other_starts(stage &stage, equipment &equipment);
