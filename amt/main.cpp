@@ -49,15 +49,9 @@ void amt_deinit_resource()
     sfw_log_stop(nullptr);
 }
 
-// A thread that the C library starts for a timer may let every signal in until it blocks them: it is not to be used.
-bool is_handed_to_main_thread(int signal_number)
-{
-    return gettid() != getpid() && tgkill(getpid(), getpid(), signal_number) == 0;
-}
-
 void signal_treatment(int signal_number)
 {
-    if (is_handed_to_main_thread(signal_number)) {
+    if (pub_util_hand_to_main_thread(signal_number)) {
         return;
     }
     log_func();

@@ -13,10 +13,6 @@
 
 namespace emulator {
 
-constexpr char k_memory[] = "/handset/fb0";
-constexpr char k_state[] = "/handset/fb0.state";
-constexpr char k_geometry[] = "/handset/control/fb";
-
 constexpr std::size_t k_channels = 3;
 
 // The number of a KEY=VALUE line; `missing` when there is none that a display could have.
@@ -48,12 +44,13 @@ static void append_pixel(std::vector<std::uint8_t> &rgb, const std::uint8_t *byt
 screen read_screen(const files &files)
 {
     screen result;
-    result.width = number_in(files, k_geometry, "width", k_framebuffer_width);
-    result.height = number_in(files, k_geometry, "height", k_framebuffer_height);
-    const std::size_t size = number_in(files, k_state, "bits_per_pixel", 8 * k_framebuffer_pixel_size) / 8;
-    const std::size_t page = std::size_t{result.width} * number_in(files, k_state, "yoffset", 0);
+    result.width = number_in(files, k_framebuffer_geometry, "width", k_framebuffer_width);
+    result.height = number_in(files, k_framebuffer_geometry, "height", k_framebuffer_height);
+    const bool is_short = number_in(files, k_framebuffer_state, "bits_per_pixel", 0) == 16;
+    const std::size_t size = is_short ? 2 : k_framebuffer_pixel_size;
+    const std::size_t page = std::size_t{result.width} * number_in(files, k_framebuffer_state, "yoffset", 0);
     const std::size_t pixels = std::size_t{result.width} * result.height;
-    std::string memory = files.exists(k_memory) ? files.read(k_memory) : "";
+    std::string memory = files.exists(k_framebuffer_memory) ? files.read(k_framebuffer_memory) : "";
     memory.resize(page * k_framebuffer_pixel_size + pixels * size);
     const auto *bytes = reinterpret_cast<const std::uint8_t *>(memory.data()) + page * k_framebuffer_pixel_size;
     result.rgb.reserve(pixels * k_channels);

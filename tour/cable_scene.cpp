@@ -4,9 +4,10 @@
 
 #include "station/text.h"
 
+#include <algorithm>
+#include <climits>
 #include <csignal>
 #include <filesystem>
-#include <stdexcept>
 
 namespace tour {
 
@@ -35,7 +36,7 @@ static void shake_hands(stage &stage, equipment &equipment, const emulator::proc
     equipment.modem.say(k_boot_words);
     const std::string relayed = equipment.station.read_exactly(sizeof(k_boot_words) - 1);
     stage.say("modem", "<- text " + station::quoted(relayed) + ", and the station has 5 seconds");
-    equipment.wait_log(service, "setTimer success");
+    equipment.wait_log(service, "timeMSec:5000. ");
 
     equipment.station.write(k_request);
     stage.say("station", "-> " + station::quoted(k_request) + ": whatever it says, it is there");
@@ -44,22 +45,41 @@ static void shake_hands(stage &stage, equipment &equipment, const emulator::proc
     stage.expect("a station that answers keeps the service", "", equipment.handset.property(k_failure_property));
 }
 
-static std::size_t lit_pixels(const emulator::screen &screen)
+// Where there is light, in pixels.
+struct lit_area {
+    unsigned left = UINT_MAX;
+    unsigned top = UINT_MAX;
+    unsigned right = 0;
+    unsigned bottom = 0;
+};
+
+static lit_area lit_area_of(const emulator::screen &screen)
 {
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < screen.rgb.size(); i += 3) {
-        count += screen.rgb[i] != 0 ? 1 : 0;
+    lit_area area;
+    for (unsigned i = 0; i < screen.width * screen.height; i++) {
+        if (screen.rgb[i * 3] != 0) {
+            area.left = std::min(area.left, i % screen.width);
+            area.right = std::max(area.right, i % screen.width);
+            area.top = std::min(area.top, i / screen.width);
+            area.bottom = std::max(area.bottom, i / screen.width);
+        }
     }
-    return count;
+    return area;
+}
+
+static std::string described(const lit_area &area)
+{
+    return "columns " + std::to_string(area.left) + " to " + std::to_string(area.right) + ", rows " +
+           std::to_string(area.top) + " to " + std::to_string(area.bottom);
 }
 
 static void show_screen(stage &stage, const emulator::handset &handset)
 {
-    emulator::wait_until("the picture on the screen", [&] { return lit_pixels(handset.screen()) > 0; });
+    emulator::wait_until("the picture on the screen", [&] { return lit_area_of(handset.screen()).bottom > 0; });
     handset.save_screen(image_path());
     stage.say("screen", "AMT MODE, see " + std::filesystem::proximate(image_path()).string());
-    stage.expect("the operator sees that the handset is in test mode", "a picture",
-                 lit_pixels(handset.screen()) > 0 ? "a picture" : "nothing");
+    stage.expect("the words are in the middle of the display", "columns 212 to 502, rows 597 to 638",
+                 described(lit_area_of(handset.screen())));
 }
 
 static void refuse_charger(stage &stage, emulator::handset &handset)

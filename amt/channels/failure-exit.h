@@ -11,12 +11,12 @@ void amt_leave_failure_to_original();
 // The supply is a charger, not a USB host: the handshake is not permitted, whatever the file says.
 void amt_note_ac_power();
 
-// Sets the property: entering was not permitted, or it was and came to nothing. Any thread.
+// Sets the property, each time: entering was not permitted, or it was and came to nothing. Any thread.
 void amt_set_failure_exit_property();
 
-// Does so unless it has been done. When another thread is just at it, returns behind that: the process may end then.
-// Any thread.
+// Sets the property unless that has been done. When another thread is just at it, returns behind that: the process may
+// end then. Any thread.
 void amt_record_failure_exit();
 
-// Records it, deletes the timers and has the main thread end the process, with status 0. Any thread.
+// Sets the property likewise, deletes the timers and has the main thread end the process, with status 0. Any thread.
 void amt_handle_failure_exit();

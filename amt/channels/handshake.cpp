@@ -76,7 +76,7 @@ bool is_ac_power_supply()
 void refuse()
 {
     amt_handle_failure_exit();
-    pub_util_sleep_ms(0); // a wait: the signal that ends the process is let in
+    pub_util_take_ending_signal();
 }
 
 // --- the USB enumeration

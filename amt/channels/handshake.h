@@ -2,7 +2,7 @@
 // answers. Two periods limit it: 20 s until the cable is enumerated; then, from the first words of the modem to the
 // station on, 5 s until the station says anything at all. Whoever is late ends the service by its failure exit.
 //
-// Everything here is called with -u only.
+// Everything here but amt_end_usb_enumeration is called with -u only.
 #pragma once
 
 #include <signal.h>

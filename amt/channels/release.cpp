@@ -54,7 +54,7 @@ int32_t amt_handle_deinit()
 {
     log_func();
     end_workers();
-    amt_release_timer_order();
+    amt_release_timer_order(); // no worker is left that might set one meanwhile
     const int32_t result = pub_pty_close(&handle_context_st.m_pty);
     close_channel("m_fd_pc", &handle_context_st.m_fd_pc);
     close_channel("m_fd_at", &handle_context_st.m_fd_at);

@@ -11,8 +11,8 @@
 // -1 when there is no such timer. As wide as a pointer: for a number in the log only the lower half is shown.
 using amt_timer = std::atomic<timer_t>;
 
-extern amt_timer g_usbEnumTimer;   // the cable must be enumerated until then
-extern amt_timer g_handShakeTimer; // the station must answer until then
+extern amt_timer g_usbEnumTimer;   // the cable must be enumerated by then
+extern amt_timer g_handShakeTimer; // the station must answer by then
 
 bool amt_timer_exists(const amt_timer &timer);
 

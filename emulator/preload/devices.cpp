@@ -63,7 +63,7 @@ static int open_file(const char *file, int flags)
 
 // clang-format off
 constexpr device_st k_devices[] = {
-    {"/dev/graphics/fb0",          "/handset/fb0",           "fb0",    "fb",      framebuffer_open},
+    {"/dev/graphics/fb0",          k_framebuffer_memory,     "fb0",    "fb",      framebuffer_open},
     {"/dev/tty0",                  "/handset/tty0",          "tty0",   "tty0",    open_file},
     {"/dev/video0",                "/handset/video0",        "video0", "video",   open_file},
     {"/proc/driver/vexio_battery", "/handset/vexio_battery", nullptr,  "battery", battery_open},

@@ -13,9 +13,6 @@
 #include <cstdio>
 #include <cstring>
 
-constexpr char k_geometry[] = "/handset/control/fb";
-constexpr char k_state[] = "/handset/fb0.state";
-
 constexpr unsigned k_pages = 2;
 
 // The fields that are kept, by the names of the kernel's record.
@@ -35,7 +32,7 @@ constexpr struct {
 
 static unsigned side(const char *key, unsigned missing)
 {
-    const long length = control_read_number(k_geometry, key, missing);
+    const long length = control_read_number(k_framebuffer_geometry, key, missing);
     return length > 0 && length <= k_framebuffer_largest_side ? static_cast<unsigned>(length) : missing;
 }
 
@@ -66,7 +63,7 @@ void framebuffer_variable(fb_var_screeninfo &variable)
     variable.yres_virtual = variable.yres * k_pages;
     variable.bits_per_pixel = 8 * k_framebuffer_pixel_size;
     char text[512];
-    if (control_read_file(k_state, text, sizeof(text)) <= 0) {
+    if (control_read_file(k_framebuffer_state, text, sizeof(text)) <= 0) {
         return; // nobody has changed it
     }
     for (const auto &row : k_fields) {
@@ -98,7 +95,7 @@ int framebuffer_keep(const fb_var_screeninfo &variable)
                            variable.*row.field);
     }
     char fresh[64]; // renamed into place, so that no reader sees half of it
-    (void)snprintf(fresh, sizeof(fresh), "%s.%ld", k_state, syscall(SYS_gettid));
+    (void)snprintf(fresh, sizeof(fresh), "%s.%ld", k_framebuffer_state, syscall(SYS_gettid));
     const long fd = syscall(SYS_openat, AT_FDCWD, fresh, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0) {
         return -1;
@@ -109,5 +106,5 @@ int framebuffer_keep(const fb_var_screeninfo &variable)
         errno = ENOSPC;
         return -1;
     }
-    return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, fresh, AT_FDCWD, k_state, 0));
+    return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, fresh, AT_FDCWD, k_framebuffer_state, 0));
 }

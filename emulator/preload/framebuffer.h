@@ -9,6 +9,11 @@ constexpr unsigned k_framebuffer_width = 720;
 constexpr unsigned k_framebuffer_height = 1280;
 constexpr unsigned k_framebuffer_pixel_size = 4;
 
+// Where its memory, its state and its geometry are.
+constexpr char k_framebuffer_memory[] = "/handset/fb0";
+constexpr char k_framebuffer_state[] = "/handset/fb0.state";
+constexpr char k_framebuffer_geometry[] = "/handset/control/fb";
+
 constexpr long k_framebuffer_largest_side = 16384; // a geometry that says otherwise is ignored
 
 struct fb_fix_screeninfo;

@@ -61,6 +61,11 @@ void pub_util_admit_ending_signals(ending_signals signals)
     t_admitted = signals;
 }
 
+bool pub_util_hand_to_main_thread(int signal_number)
+{
+    return gettid() != getpid() && tgkill(getpid(), getpid(), signal_number) == 0;
+}
+
 signal_window::signal_window()
 {
     mask_admitted(SIG_UNBLOCK);
@@ -79,6 +84,11 @@ void pub_util_sleep_ms(uint32_t milliseconds)
 void pub_util_sleep_seconds(uint32_t seconds)
 {
     sleep_for({static_cast<time_t>(seconds), 0});
+}
+
+void pub_util_take_ending_signal()
+{
+    const signal_window window;
 }
 
 void pub_util_pause_us(uint32_t microseconds)

@@ -23,6 +23,10 @@ void pub_util_block_ending_signals();
 // Chooses the signals that end the calling thread while it waits. Their handlers must be installed before.
 void pub_util_admit_ending_signals(ending_signals signals);
 
+// For the handler of the main thread's signals: one that came in on another thread, as on that of a timer, is handed to
+// the main thread, which gets it in its next wait. False on the main thread itself.
+[[nodiscard]] bool pub_util_hand_to_main_thread(int signal_number);
+
 // Lets the admitted signals in for as long as it lives; held around one blocking call.
 class signal_window {
   public:
@@ -35,6 +39,9 @@ class signal_window {
 // Sleeps the whole time, whatever other signals arrive, unless an admitted one ends the thread. Any thread.
 void pub_util_sleep_ms(uint32_t milliseconds);
 void pub_util_sleep_seconds(uint32_t seconds);
+
+// A wait of no length: the thread is ended here if it has been told to.
+void pub_util_take_ending_signal();
 
 // Sleeps the whole time and lets nothing in: for microseconds, and for whoever is releasing the process. Any thread.
 void pub_util_pause_us(uint32_t microseconds);

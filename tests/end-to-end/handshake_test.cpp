@@ -1,4 +1,5 @@
 // The start on the insertion of a USB cable: the service stays only if a station is there and answers.
+#include <iterator>
 #include <list>
 
 #include "picture/picture.h"
@@ -22,7 +23,7 @@ constexpr char k_property_is_set[] = "set property(sys.kv.amt.failure.handshake)
 constexpr size_t k_pre_response = 16; // bytes, in front of an answer
 
 // The timers end after 20 s and 5 s; a loaded machine takes its own time on top.
-constexpr std::chrono::seconds k_expiry_wait{90};
+constexpr std::chrono::seconds k_expiry_wait{60};
 
 emulator::program with_cable()
 {
@@ -73,10 +74,12 @@ class Handshake : public station_handset {
         EXPECT_EQ(m_modem.read_exactly(line.size()), line);
     }
 
+    // It has stayed until now.
     void expect_end(const emulator::process &service, const std::string &property)
     {
-        (void)service.signal(SIGTERM);
+        EXPECT_TRUE(service.signal(SIGTERM)) << service.err();
         expect_failure(m_handset, service, property, "ended");
+        EXPECT_THAT(entered(m_handset.log_records()), Not(Contains("amt_handle_failure_exit")));
     }
 };
 
@@ -168,6 +171,8 @@ TEST_F(Handshake, KnowsTheEnumerationFromTheKernelsEvent)
     open_period();
     EXPECT_EQ(count_log(k_usb_state_file), 0U) << "nobody has to look";
     EXPECT_EQ(count_log("handshake success."), 0U);
+    answer();
+    (void)m_handset.wait_log("handshake success.");
     expect_end(service, "2");
 }
 
@@ -184,6 +189,8 @@ TEST_F(Handshake, KnowsTheEnumerationFromTheKernelsFileOnceTheModemTalks)
     m_handset.files.write(k_usb_state_file, "CONFIGURED\n");
     open_period();
     EXPECT_EQ(count_log("delete timer.timerId:"), 1U) << "the enumeration is over";
+    tell_cable("CONFIGURED");
+    (void)m_handset.wait_log("get usb CONFIGURED event");
     answer();
     (void)m_handset.wait_log("handshake success.");
     expect_end(service, "2");
@@ -211,6 +218,32 @@ TEST_F(Handshake, StaysWhenTheCableIsPulled)
     (void)m_handset.wait_log("get usb disconnect event");
     expect_relay("ATI\r", "OK");
     expect_end(service, "2");
+}
+
+TEST_F(Handshake, IsOverWithTheStationsPort)
+{
+    for (const std::string permit : {"1", "0"}) {
+        m_handset.set_property(k_failure_property, "");
+        m_handset.files.write(k_permit_file, "1");
+        m_handset.files.write(k_usb_state_file, "CONFIGURED\n");
+        const emulator::process service = start();
+        open_period();
+        answer();
+        (void)m_handset.wait_log("handshake success.");
+        m_handset.files.write(k_permit_file, permit);
+        m_station = m_handset.open_tty("/dev/ttyGS0"); // the one that the service reads from is hung up
+        expect_failure(m_handset, service, permit == "1" ? "2" : "1", permit);
+        EXPECT_EQ(count_log("receive signal"), 0U) << permit;
+    }
+}
+
+TEST_F(Handshake, OfAServiceWithoutAConfigurationIsOverAtOnce)
+{
+    m_handset.files.remove(k_config_path);
+    const emulator::process service = m_handset.start(with_cable());
+    EXPECT_EQ(service.wait(), emulator::exited(256 - 118)) << service.err();
+    EXPECT_EQ(m_handset.property(k_failure_property), "2");
+    EXPECT_EQ(count_log(k_property_is_set), 1U);
 }
 
 // --- who may not stay
@@ -251,10 +284,17 @@ TEST_F(Handshake, IsRefusedToAChargerAndWhereItIsForbidden)
 
 TEST_F(Handshake, IsPermittedByAnyOtherFlagAndWithoutOne)
 {
-    for (const char *permit : {"1", "2\n", ""}) {
-        m_handset.files.write(k_permit_file, permit);
+    constexpr struct {
+        const char *name;
+        const char *permit; // null: there is no file
+    } k_rows_a[] = {{"no file", nullptr}, {"empty", ""}, {"1", "1"}, {"2 and a line end", "2\n"}};
+    for (const auto &row : k_rows_a) {
+        SCOPED_TRACE(row.name);
+        if (row.permit != nullptr) {
+            m_handset.files.write(k_permit_file, row.permit);
+        }
         const emulator::process service = start();
-        EXPECT_EQ(count_log("permit to enter amt by handshake."), 1U) << permit;
+        EXPECT_EQ(count_log("permit to enter amt by handshake."), 1U);
         expect_end(service, "2");
     }
 }
@@ -314,51 +354,79 @@ struct late_handset {
     std::optional<emulator::process> service;
 };
 
-TEST(LateHandshake, EndsTheServiceAndTellsWhy)
+// What the modem and the station do behind the start.
+enum class scene {
+    nothing,  // happens
+    no_port,  // is there for a station
+    event,    // of the enumeration is all that happens
+    words,    // of the modem over a cable that is enumerated
+    answered, // words, and the station answers
+};
+
+void play(late_handset &late, scene played)
+{
+    if (played == scene::no_port) {
+        (void)late.handset.wait_log("timeMSec:20000. ");
+        EXPECT_TRUE(late.service->signal(SIGUSR1)) << "that of workers, before there is one";
+    } else if (played == scene::event) {
+        emulator::wait_until("the USB monitor", [&] { return late.handset.uevents_heard(); });
+        late.handset.uevent({"change@/devices/virtual/android_usb/android0", "USB_STATE=CONFIGURED"});
+    } else if (played == scene::words || played == scene::answered) {
+        (void)late.handset.wait_log("read_modem_loop, read ready");
+        late.handset.files.write(k_usb_state_file, "CONFIGURED\n");
+        late.modem.write("READY");
+    }
+    if (played == scene::answered) {
+        (void)late.handset.wait_log("timeMSec:5000. ");
+        late.station.write("ATI\r");
+        (void)late.handset.wait_log("handshake success.");
+    }
+}
+
+TEST(LateHandshake, EndsTheServiceAndTellsWhyAndNobodyElses)
 {
     struct row {
         const char *name;
         const char *charge_mode;
-        bool has_port;        // for a station to be at
-        bool does_modem_talk; // over a cable that is enumerated
+        scene played;
         const char *permit;   // in the file, from behind the admission on; null: there is none
-        const char *property;
+        const char *property; // null: it stays
         const char *record;
     };
     constexpr row k_rows_a[] = {
-        {"no charge mode", "result=0", true, false, nullptr, "1",
+        {"answered", "result=2", scene::answered, nullptr, nullptr, "handshake success."},
+        {"enumerated, and the modem is silent", "result=2", scene::event, nullptr, nullptr,
+         "amt_handle_monitor_usb_loop get usb CONFIGURED event"},
+        {"no charge mode", "result=0", scene::nothing, nullptr, "1",
          "through (20) time's try. do not get valid mode, will exit as ac charge. return:0, mode:0."},
-        {"not enumerated", "result=2", true, false, nullptr, "2", "usb enum timeout. time:20 seconds."},
-        {"not enumerated, forbidden meanwhile", "result=2", true, false, "0", "1",
+        {"not enumerated", "result=2", scene::nothing, nullptr, "2", "usb enum timeout. time:20 seconds."},
+        {"not enumerated, forbidden meanwhile", "result=2", scene::nothing, "0", "1",
          "usb enum timeout. time:20 seconds."},
-        {"no port to be opened", "result=2", false, false, nullptr, "2", "usb enum timeout. time:20 seconds."},
-        {"no answer", "result=2", true, true, nullptr, "2", "timeout. time:5 seconds."},
-        {"no answer, forbidden meanwhile", "result=2", true, true, "0", "1", "timeout. time:5 seconds."},
+        {"no port to be opened", "result=2", scene::no_port, nullptr, "2", "usb enum timeout. time:20 seconds."},
+        {"no answer", "result=2", scene::words, nullptr, "2", "timeout. time:5 seconds."},
+        {"no answer, forbidden meanwhile", "result=2", scene::words, "0", "1", "timeout. time:5 seconds."},
     };
+    // Those that stay start first, and are looked at when a later one has ended with the longer period.
     std::list<late_handset> handsets;
     for (const row &row : k_rows_a) {
-        late_handset &late = handsets.emplace_back(row.charge_mode, row.has_port);
-        if (row.does_modem_talk) {
-            (void)late.handset.wait_log("read_modem_loop, read ready");
-            late.handset.files.write(k_usb_state_file, "CONFIGURED\n");
-            late.modem.write("READY");
-        }
-        if (!row.has_port) {
-            (void)late.handset.wait_log("timeMSec:20000. ");
-            EXPECT_TRUE(late.service->signal(SIGUSR1)) << "that of workers, before there is one";
-        }
+        late_handset &late = handsets.emplace_front(row.charge_mode, row.played != scene::no_port);
         if (row.permit != nullptr) {
             (void)late.handset.wait_log("permit to enter amt by handshake.");
             late.handset.files.write(k_permit_file, row.permit);
         }
+        play(late, row.played);
     }
     auto late = handsets.begin();
-    for (const row &row : k_rows_a) {
-        expect_failure(late->handset, *late->service, row.property, row.name);
-        EXPECT_THAT(told(late->handset.log_records()), Contains(std::string("info | ") + row.record).Times(1))
-            << row.name;
-        EXPECT_THAT(told(late->handset.log_records()), Contains("info | receive signal: 15 - SIGTERM")) << row.name;
-        ++late;
+    for (auto at = std::rbegin(k_rows_a); at != std::rend(k_rows_a); ++at, ++late) {
+        const row &row = *at;
+        const std::string name = row.name;
+        const bool stays = row.property == nullptr;
+        EXPECT_TRUE(!stays || late->service->signal(SIGTERM)) << name << ": " << late->service->err();
+        expect_failure(late->handset, *late->service, stays ? "2" : row.property, name);
+        const std::vector<emulator::log_record> records = late->handset.log_records();
+        EXPECT_THAT(told(records), Contains(std::string("info | ") + row.record).Times(1)) << name;
+        EXPECT_THAT(told(records), Contains("info | receive signal: 15 - SIGTERM")) << name;
+        EXPECT_THAT(entered(records), Contains("amt_handle_failure_exit").Times(stays ? 0 : 1)) << name;
     }
 }
 

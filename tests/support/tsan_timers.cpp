@@ -3,7 +3,7 @@
 // The C library starts the thread of a SIGEV_THREAD timer by itself, behind the sanitizer's back, and the first
 // instrumented function on it crashes. So such a timer is made of a thread that the sanitizer knows, which waits on a
 // timerfd from the beginning. Otherwise it is as without: every signal is let into the callback. Other timers are the C
-// library's own. What a timer consists of is never freed: there are two in the life of a process.
+// library's own. What a timer consists of is never freed: there are two in the life of the service, and few in a test.
 #include <dlfcn.h>
 #include <errno.h>
 #include <pthread.h>

@@ -26,7 +26,7 @@ TEST(Context, IsClearedWhole)
     in_child([] {
         handle_context &context = handle_context_st;
         pub_util_thread *const threads_a[] = {&context.m_thread_app, &context.m_thread_pc, &context.m_thread_modem,
-                                              &context.m_thread_usb};
+                                              &context.m_thread_usb, &context.m_thread_image};
         amt_channel_fd *const channels_a[] = {&context.m_fd_pc, &context.m_fd_at, &context.m_fd_modem};
         amt_buffer *const buffers_a[] = {&context.m_request, &context.m_response, &context.m_dispatch,
                                          &context.m_modem_relay};

@@ -58,11 +58,13 @@ TEST(Copy, HasNoHandleOfAThreadThatItDoesNotHave)
         context.m_thread_modem = other.handle();
         context.m_thread_usb = other.handle();
         context.m_thread_app = other.handle();
+        context.m_thread_image = other.handle();
         in_child([&context] {
             EXPECT_EQ(context.m_thread_pc, pthread_self()) << "its own it keeps";
             EXPECT_EQ(context.m_thread_modem, 0U);
             EXPECT_EQ(context.m_thread_usb, 0U);
             EXPECT_EQ(context.m_thread_app, 0U);
+            EXPECT_EQ(context.m_thread_image, 0U);
         });
         EXPECT_EQ(context.m_thread_modem, other.handle()) << "nothing is changed for the one that was copied";
     });

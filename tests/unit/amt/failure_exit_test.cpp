@@ -203,6 +203,7 @@ TEST(FailureExit, IsLeftToTheOriginalByACopyOfTheProcess)
             }
         };
         amt_record_failure_exit();
+        EXPECT_THAT(g_fake.events, ElementsAre("read the flag", k_permitted_but_failed));
     });
     in_child([] {
         const cable cable;

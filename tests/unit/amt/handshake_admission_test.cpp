@@ -64,7 +64,7 @@ const std::vector<std::string> k_told_charger =
     k_told_refusal;
 
 const std::vector<std::string> k_again = {"ask for the charge mode", "sleep 1 s"};
-const std::vector<std::string> k_refusal = {k_not_permitted, k_end_process, "sleep 0 ms"};
+const std::vector<std::string> k_refusal = {k_not_permitted, k_end_process, "take the signal"};
 
 // --- the admission
 
@@ -453,6 +453,8 @@ TEST(Handshake, TriesAgainToOpenThePeriodWhenThereWasNoTimer)
                                 k_bad_argument + "invalid parameter.timerId:-1; timeMSec:5000."));
         g_fake.create_error = 0;
         cable.forget();
+        amt_take_station_data();
+        EXPECT_THAT(g_fake.events, IsEmpty()) << "no period is open";
         relay();
         EXPECT_THAT(g_fake.events, ElementsAreArray(k_armed));
     });

@@ -159,9 +159,9 @@ int __wrap_sem_wait(sem_t *semaphore)
     return __real_sem_wait(semaphore);
 }
 
-void __wrap__Z17pub_util_sleep_msj(uint32_t milliseconds)
+void __wrap__Z27pub_util_take_ending_signalv()
 {
-    happens("sleep " + std::to_string(milliseconds) + " ms");
+    happens("take the signal");
 }
 
 void __wrap__Z22pub_util_sleep_secondsj(uint32_t seconds)

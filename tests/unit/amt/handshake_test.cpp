@@ -111,6 +111,7 @@ TEST(Handshake, SetsHowTheCableChargesByTheModeOfTheStation)
           row{AMT_MODE_AMT4, 0, "charge 1", "return:0, current amt mode:4, usb_charge_mode:1."},
           row{AMT_MODE_AMT4, -118, "charge 1", "return:-118, current amt mode:4, usb_charge_mode:1."}}) {
         in_child([&row] {
+            SCOPED_TRACE(row.told);
             cable cable;
             cable.open_period();
             g_amt_mode = row.mode;
@@ -163,6 +164,7 @@ TEST(Handshake, WaitsUntilTheModemReaderHasOpenedThePeriod)
 {
     for (const size_t pauses : {1U, 2U, 1000U}) {
         in_child([pauses] {
+            SCOPED_TRACE(pauses);
             cable cable;
             cable.admit();
             cable::enumerate();
@@ -175,7 +177,7 @@ TEST(Handshake, WaitsUntilTheModemReaderHasOpenedThePeriod)
             amt_take_station_data();
             EXPECT_EQ(times(k_pause), pauses);
             EXPECT_EQ(times("start the loader"), 1U) << "what it has just been asked is answered in time";
-            EXPECT_THAT(cable.told(), Contains(k_busy_for_long).Times(0)) << pauses;
+            EXPECT_THAT(cable.told(), Contains(k_busy_for_long).Times(0));
         });
     }
 }

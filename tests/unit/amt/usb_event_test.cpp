@@ -10,6 +10,7 @@
 #include "amt/core/context.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
+#include "tests/unit/amt/timer_fakes.h"
 
 namespace {
 
@@ -50,6 +51,10 @@ TEST(UsbEvent, TellsTheStateOfTheCable)
         in_child([&row] {
             const test_log log;
             amt_prepare_timers();
+            g_timers = {};
+            g_timers.is_real = false;
+            g_usbEnumTimer = timer_of(7);
+            g_handShakeTimer = timer_of(8);
             g_usb_state = AMT_USB_UNKNOWN;
             g_is_usb_configured = 7;
             hear(event_of({"change@/devices/virtual/android_usb/android0", row.text, "SEQNUM=1"}));
@@ -57,8 +62,9 @@ TEST(UsbEvent, TellsTheStateOfTheCable)
             EXPECT_EQ(g_is_usb_configured, row.is_configured) << row.text;
             EXPECT_THAT(log.records(), Contains(k_prefix + "usb_status:[" + row.text + "]"));
             EXPECT_THAT(log.records(), Contains(k_prefix + row.told));
-            EXPECT_THAT(log.records(),
-                        Contains("info | deleteTimer success, timerId[-1]").Times(row.state == 1 ? 1 : 0));
+            const std::vector<std::string> deleted = {"delete 7"};
+            EXPECT_EQ(g_timers.calls, row.state == 1 ? deleted : std::vector<std::string>{}) << row.text;
+            EXPECT_EQ(g_handShakeTimer, timer_of(8)) << row.text;
         });
     }
 }

@@ -105,15 +105,63 @@ TEST(Waits, AnEndingSignalStaysPendingOutsideOfThem)
 
 TEST(Waits, LetAPendingSignalInWhereverTheyAre)
 {
-    for (const int signal_number : {SIGTERM, SIGUSR2}) {
-        const int status = wait_status_of_child([signal_number] {
-            become_main_thread();
-            (void)kill(getpid(), signal_number);
-            pub_util_sleep_ms(0);
-            _exit(1);
-        });
-        EXPECT_EQ(WEXITSTATUS(status), signal_number == SIGTERM ? k_ended : k_ended + 1);
+    for (const auto wait : {+[] { pub_util_sleep_ms(0); }, &pub_util_take_ending_signal}) {
+        for (const int signal_number : {SIGTERM, SIGUSR2}) {
+            const int status = wait_status_of_child([wait, signal_number] {
+                become_main_thread();
+                (void)kill(getpid(), signal_number);
+                wait();
+                _exit(1);
+            });
+            EXPECT_EQ(WEXITSTATUS(status), signal_number == SIGTERM ? k_ended : k_ended + 1);
+        }
     }
+}
+
+TEST(Waits, OfNoLengthTakeNoOtherSignalsAndBlockAgain)
+{
+    const int status = wait_status_of_child([] {
+        become_main_thread();
+        pub_util_take_ending_signal();
+        (void)raise(SIGTERM);
+        EXPECT_TRUE(is_pending(SIGTERM));
+        pub_util_admit_ending_signals(ending_signals::none);
+        pub_util_take_ending_signal();
+        EXPECT_TRUE(is_pending(SIGTERM));
+        _exit(::testing::Test::HasFailure() ? 1 : 0);
+    });
+    EXPECT_EQ(status, 0);
+}
+
+std::atomic<bool> g_is_handed{false};
+
+void hand_or_end(int signal_number)
+{
+    if (!pub_util_hand_to_main_thread(signal_number)) {
+        _exit(gettid() == getpid() && g_is_handed ? k_ended : k_ended + 1);
+    }
+    g_is_handed = true;
+}
+
+TEST(MainThread, GetsTheSignalThatCameInOnAnother)
+{
+    const int status = wait_status_of_child([] {
+        become_main_thread();
+        (void)signal(SIGTERM, hand_or_end);
+        std::thread other([] {
+            sigset_t set;
+            sigemptyset(&set);
+            sigaddset(&set, SIGTERM);
+            (void)pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+            (void)raise(SIGTERM);
+        });
+        other.join();
+        EXPECT_TRUE(g_is_handed);
+        EXPECT_TRUE(is_pending(SIGTERM)) << "until its next wait";
+        pub_util_take_ending_signal();
+        _exit(1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), k_ended);
 }
 
 // Whether one of the signal sets in a process's status holds SIGTERM.
