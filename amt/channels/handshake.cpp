@@ -73,10 +73,12 @@ bool is_ac_power_supply()
     return true;
 }
 
-void refuse()
+// Ends the process; comes back only when the signal has not ended it.
+bool refuse()
 {
     amt_handle_failure_exit();
     pub_util_take_ending_signal();
+    return false;
 }
 
 // --- the USB enumeration
@@ -161,13 +163,11 @@ bool amt_admit()
     if (is_ac_power_supply()) {
         log_info("power-supply is ac, do not enter amt by handshake. will exit");
         amt_note_ac_power();
-        refuse();
-        return false;
+        return refuse();
     }
     if (!amt_is_handshake_permitted()) {
         log_info("do not permit to enter amt by handshake. will exit");
-        refuse();
-        return false;
+        return refuse();
     }
     log_info("permit to enter amt by handshake.");
     return true;
