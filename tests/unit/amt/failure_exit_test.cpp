@@ -13,6 +13,7 @@
 
 #include "amt/channels/handshake.h"
 #include "amt/channels/timers.h"
+#include "tests/support/at_once.h"
 #include "tests/support/in_child.h"
 #include "tests/unit/amt/handshake_fakes.h"
 
@@ -167,6 +168,20 @@ TEST(FailureExit, IsRecordedByOneOfTwoThreadsAndTheOtherReturnsBehindIt)
         is_done.set_value();
         other.join();
         EXPECT_THAT(g_fake.events, ElementsAre("pause 1000 us", "pause 1000 us", k_not_permitted, "pause 1000 us"));
+    });
+}
+
+TEST(FailureExit, IsRecordedOnceByTwoThreadsThatComeAtTheSameMoment)
+{
+    in_child([] {
+        const cable cable;
+        for (int round = 0; round < k_rounds; round++) {
+            amt_forget_failure();
+            amt_note_ac_power();
+            g_fake.events.clear();
+            at_once(amt_record_failure_exit, amt_record_failure_exit, turns_behind(round));
+            EXPECT_EQ(times(k_not_permitted), 1U) << round;
+        }
     });
 }
 

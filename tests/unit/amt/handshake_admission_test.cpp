@@ -297,6 +297,22 @@ TEST(Handshake, WaitsFiveSecondsForTheStationOnceTheModemHasSpokenOverAnEnumerat
     });
 }
 
+TEST(Handshake, HasTheStationsDataWaitUntilThePeriodIsOpen)
+{
+    in_child([] {
+        cable cable;
+        cable.admit();
+        cable::enumerate();
+        g_fake.on_event = [](const std::string &event) {
+            if (event == k_armed[0]) { // there is no timer yet
+                on_another_thread(amt_take_station_data);
+            }
+        };
+        relay();
+        EXPECT_EQ(times("pause 20 us"), 1001U);
+    });
+}
+
 TEST(Handshake, AsksTheKernelWhetherTheCableIsEnumerated)
 {
     const std::string front = "CONFIGURED" + std::string(190, 'x');

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -39,6 +40,7 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 std::vector<std::string> g_properties; // "NAME=VALUE", as they were set
+std::function<void()> g_on_pause;      // happens before each
 
 } // namespace
 
@@ -46,6 +48,15 @@ extern "C" int __wrap_property_set(const char *name, const char *value)
 {
     g_properties.push_back(std::string(name) + "=" + value);
     return 0;
+}
+
+extern "C" void __real__Z17pub_util_pause_usj(uint32_t microseconds);
+extern "C" void __wrap__Z17pub_util_pause_usj(uint32_t microseconds)
+{
+    if (g_on_pause) {
+        g_on_pause();
+    }
+    __real__Z17pub_util_pause_usj(microseconds);
 }
 
 namespace {
@@ -111,6 +122,36 @@ TEST(Release, EndsTheWorkersInTheirOrder)
         for (const pub_util_thread *worker : workers_a) {
             EXPECT_EQ(*worker, 0U);
         }
+    });
+}
+
+TEST(Release, LeavesTheLoaderOfThePictureToItself)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        const test_log log;
+        amt_context_clear();
+        (void)start_worker(&handle_context_st.m_thread_image);
+        EXPECT_EQ(amt_handle_deinit(), -1);
+        EXPECT_NE(handle_context_st.m_thread_image, 0U);
+        EXPECT_THAT(log.text(), Not(HasSubstr("| pub_util_kill_thread ")));
+    });
+}
+
+TEST(Release, LeavesTheTimersTheirTurnsUntilTheWorkersHaveEnded)
+{
+    in_child([] {
+        pub_util_block_ending_signals();
+        g_order = {};
+        amt_context_clear();
+        amt_prepare_timers();
+        (void)start_worker(&handle_context_st.m_thread_modem);
+        g_on_pause = [] { // for the worker to end
+            g_on_pause = nullptr;
+            deleteTimer(&g_usbEnumTimer);
+        };
+        EXPECT_EQ(amt_handle_deinit(), -1);
+        EXPECT_THAT(g_order.calls, ElementsAre("init 0, 1", "wait, no timer", "post, no timer"));
     });
 }
 

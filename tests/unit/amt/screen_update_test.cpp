@@ -151,6 +151,8 @@ constexpr size_row k_sizes_a[] = {
     {"nothing", 0, 0, {-173, -195}},
     {"odd", 721, 1281, {187, 445}},
     {"turned", 1280, 720, {467, 165}},
+    {"millions in a line", 3'000'000, 1, {1'499'827, -194}},
+    {"millions in a column", 1, 3'000'000, {-172, 1'499'805}},
 };
 
 // Bytes up to the end of what is drawn on the second page.

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
 #include <termios.h>
@@ -270,6 +271,16 @@ TEST(StartUp, OnACableAwaitsItInTheStationsArrangementOnly)
             EXPECT_EQ(g_steps.taken, expected);
         });
     }
+}
+
+TEST(StartUp, PreparesForCopiesWhichDoNotHaveItsThreads)
+{
+    in_child([] {
+        const start start({k_fd_pc, k_fd_modem});
+        EXPECT_EQ(amt_handle_init(0), ERR_NONE);
+        handle_context_st.m_thread_pc = pthread_self();
+        in_child([] { EXPECT_EQ(handle_context_st.m_thread_pc, 0U); });
+    });
 }
 
 TEST(StartUp, WithoutACableAsksForNoAdmissionAndAwaitsNone)

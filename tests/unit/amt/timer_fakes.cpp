@@ -42,7 +42,8 @@ int __wrap_sem_init(sem_t *semaphore, int is_shared, unsigned value)
 {
     g_order.made = semaphore;
     g_order.calls.push_back("init " + std::to_string(is_shared) + ", " + std::to_string(value));
-    return __real_sem_init(semaphore, is_shared, value);
+    const int result = __real_sem_init(semaphore, is_shared, value); // in any case: who waits for it is not to be stuck
+    return g_order.init_error == 0 ? result : end_of_call(g_order.init_error);
 }
 
 int __real_sem_wait(sem_t *semaphore);

@@ -16,6 +16,7 @@
 struct semaphore_fakes {
     std::vector<std::string> calls; // of a wait and a post: whether the timer is there
     int interruptions = 0;          // so many waits from now on are interrupted
+    int init_error = 0;
     timer_t timer = {};
     sem_t *made = nullptr;
 };

@@ -1,6 +1,7 @@
 // Who may delete the timers, and when.
 #include "amt/channels/timers.h"
 
+#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <time.h>
@@ -11,6 +12,7 @@
 
 #include "amt/channels/release.h"
 #include "amt/core/context.h"
+#include "tests/support/at_once.h"
 #include "tests/support/in_child.h"
 #include "tests/support/test_log.h"
 #include "tests/unit/amt/timer_fakes.h"
@@ -122,6 +124,20 @@ TEST(Timers, OfAStartThatNeverCameThatFarAreDeletedWithoutWaiting)
     });
 }
 
+TEST(Timers, AreDeletedWithoutWaitingWhereThereIsNoSemaphore)
+{
+    in_child([] {
+        g_order = {};
+        g_order.init_error = ENOSYS;
+        amt_prepare_timers();
+        make_timer(&g_usbEnumTimer);
+        g_order.timer = g_usbEnumTimer;
+        deleteTimer(&g_usbEnumTimer);
+        EXPECT_FALSE(amt_timer_exists(g_usbEnumTimer));
+        EXPECT_THAT(g_order.calls, ElementsAre("init 0, 1"));
+    });
+}
+
 // --- the release
 
 TEST(Timers, AreNotWaitedForBehindTheRelease)
@@ -225,6 +241,23 @@ TEST(Timers, AreDeletedOnceAlsoBehindTheReleaseWithoutAnyTurns)
         };
         deleteTimer(&g_handShakeTimer);
         EXPECT_THAT(g_timers.calls, ElementsAre("delete 7"));
+    });
+}
+
+TEST(Timers, AreDeletedOnceByTwoThreadsThatComeAtTheSameMomentBehindTheRelease)
+{
+    in_child([] {
+        g_timers = {};
+        g_timers.is_real = false;
+        amt_prepare_timers();
+        amt_release_timer_order();
+        for (int round = 0; round < k_rounds; round++) {
+            g_timers.calls.clear();
+            g_handShakeTimer = timer_of(7);
+            const auto end = [] { deleteTimer(&g_handShakeTimer); };
+            at_once(end, end, turns_behind(round));
+            EXPECT_THAT(g_timers.calls, ElementsAre("delete 7")) << round;
+        }
     });
 }
 

@@ -92,6 +92,7 @@ TEST(Image, ThatCannotBeReadIsToldInOneLineWithItsPath)
         EXPECT_GT(message.size(), path.size() + 2) << name << ": and why";
         EXPECT_THAT(message, Not(HasSubstr("\n"))) << name;
     }
+    EXPECT_EQ(message_of_reading("/missing.png"), "/missing.png: No such file or directory");
 }
 
 // --- the pixels
