@@ -57,7 +57,7 @@ static lit_area lit_area_of(const emulator::screen &screen)
 {
     lit_area area;
     for (unsigned i = 0; i < screen.width * screen.height; i++) {
-        if (screen.rgb[i * 3] != 0) {
+        if (screen.rgb[std::size_t{i} * 3] != 0) {
             area.left = std::min(area.left, i % screen.width);
             area.right = std::max(area.right, i % screen.width);
             area.top = std::min(area.top, i / screen.width);

@@ -127,7 +127,7 @@ TEST_F(Handshake, ShowsThePictureInTheMiddleOfTheDisplay)
             const bool is_inside = column - k_left < picture.width && row - k_top < picture.height;
             const unsigned grey = is_inside ? picture.greys[(row - k_top) * picture.width + column - k_left] : 0;
             const unsigned shown = (grey >> 3) * 255 / 31;
-            const unsigned char *pixel = &screen.rgb[(row * screen.width + column) * 3];
+            const unsigned char *pixel = &screen.rgb[(std::size_t{row} * screen.width + column) * 3];
             wrong += pixel[0] != shown || pixel[1] != shown || pixel[2] != shown ? 1 : 0;
         }
     }

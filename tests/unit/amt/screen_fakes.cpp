@@ -229,7 +229,7 @@ byte_vector fresh_memory(uint32_t size)
 
 byte_vector inflated_picture(int *result)
 {
-    byte_vector pixels(346U * 390U * 2U, 0x99);
+    byte_vector pixels(size_t{346} * 390 * 2, 0x99);
     z_stream stream = {};
     stream.next_in = const_cast<uint8_t *>(g_amt_mode_picture.m_stream);
     stream.avail_in = g_amt_mode_picture.m_length;

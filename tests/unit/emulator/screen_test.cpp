@@ -118,7 +118,7 @@ TEST_F(RunningScreen, IsThatOfTheHandset)
     (void)probe_output({"show-page"}); // which has put the second page, and drawn nothing on it
     EXPECT_THAT(m_handset.screen().rgb, Each(0));
     std::string memory = m_handset.files.read("/handset/fb0");
-    memory[720 * 1280 * 4] = '\x1F';
+    memory[std::size_t{720} * 1280 * 4] = '\x1F';
     m_handset.files.write("/handset/fb0", memory);
     const temp_folder folder;
     m_handset.save_screen(folder.path("screen.png"));

@@ -33,7 +33,7 @@ std::string png_of(const temp_folder &folder, unsigned width, unsigned height, u
     png.width = width;
     png.height = height;
     png.format = format;
-    const std::string path = folder.path("image.png");
+    std::string path = folder.path("image.png");
     EXPECT_NE(png_image_write_to_file(&png, path.c_str(), 0, bytes.data(), 0, nullptr), 0) << png.message;
     return path;
 }
