@@ -41,5 +41,5 @@ void amt_take_station_data();
 void HandUsbEnumTimeout(sigval);
 void HandShakeTimeout(sigval);
 
-// Shows the status screen, when the station has had time to see the handset answer. The body of a worker.
+// Shows the status screen, three seconds later. The body of a worker.
 void amt_handle_load_image_for_handshake();
