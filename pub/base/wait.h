@@ -1,8 +1,8 @@
 // Where a thread of the service may be ended: in these waits and nowhere else.
 //
 // SIGTERM and SIGUSR2 (main thread) and SIGUSR1 (workers) are blocked from the first moment on. A wait lets in those
-// that its own thread has admitted, makes the blocking call and blocks them again. The handlers never return, so
-// nothing is lost between the unblocking and the call, and no handler ever runs inside malloc, stdio or a lock.
+// that its own thread has admitted, makes the blocking call and blocks them again. There the handlers never return, so
+// nothing is lost between the unblocking and the call, and no thread is ended inside malloc, stdio or a lock.
 #pragma once
 
 #include <stddef.h>

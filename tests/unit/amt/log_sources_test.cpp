@@ -148,7 +148,7 @@ const source_row k_sources_a[] = {
     {"amt/amt-handle -> amt_write_wifi_to_nvram_file -> ",     [] { (void)amt_write_wifi_to_nvram_file(); }},
     {"amt/amt-handle -> amt_handle_not_permit_handshake -> ",  refuse<amt_handle_not_permit_handshake>},
     {"amt/amt-handle -> amt_handle_power_off -> ",             refuse<amt_handle_power_off>},
-    {"amt/amt-handle -> amt_admit -> ",                  start_at_a_charger},
+    {"amt/amt-handle -> amt_admit -> ",                        start_at_a_charger},
     {"amt/amt-handle -> amt_set_failure_exit_property -> ",    amt_set_failure_exit_property},
     {"amt/amt-handle -> amt_handle_failure_exit -> ",          amt_handle_failure_exit},
     {"amt/amt-handle -> deleteTimer -> ",                      [] { deleteTimer(&g_usbEnumTimer); }},

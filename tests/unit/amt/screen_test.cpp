@@ -154,17 +154,22 @@ std::vector<failure_row> failure_rows()
     };
 }
 
+void put_failing_display(const failure_row &row)
+{
+    put_handset_display();
+    if (row.failing != nullptr) {
+        g_fake.failing = {{row.failing, 1}};
+    }
+    g_fake.inflating = row.inflating;
+    g_fake.cleaning_up = row.cleaning_up;
+}
+
 TEST(Screen, TellsEachFailureAndLeavesNothingBehind)
 {
     for (const failure_row &row : failure_rows()) {
         in_child([&row] {
             SCOPED_TRACE(row.name);
-            put_handset_display();
-            if (row.failing != nullptr) {
-                g_fake.failing = {{row.failing, 1}};
-            }
-            g_fake.inflating = row.inflating;
-            g_fake.cleaning_up = row.cleaning_up;
+            put_failing_display(row);
             int result = 1;
             EXPECT_THAT(events_of(screen_init, &result), ElementsAreArray(joined({k_console_steps, row.expected})));
             EXPECT_EQ(result, -1);
@@ -194,12 +199,7 @@ TEST(Screen, CanBeOpenedBehindAFailure)
     for (const failure_row &row : failure_rows()) {
         in_child([&row] {
             SCOPED_TRACE(row.name);
-            put_handset_display();
-            if (row.failing != nullptr) {
-                g_fake.failing = {{row.failing, 1}};
-            }
-            g_fake.inflating = row.inflating;
-            g_fake.cleaning_up = row.cleaning_up;
+            put_failing_display(row);
             int result = 1;
             (void)events_of(screen_init, &result);
             EXPECT_EQ(result, -1);
