@@ -55,36 +55,6 @@ static exchange imei_of_a_modem_that_refuses()
             "what the modem refuses is answered with result 10"};
 }
 
-static exchange voltage()
-{
-    const station::message answer = station::message(0x0A).with_int(5, 3900000).with_int(1, 0);
-    return {"battery",
-            station::message(0x09).encode(),
-            "",
-            {station::describe(answer)},
-            "the application reads the battery's voltage from the kernel"};
-}
-
-static exchange brightness()
-{
-    const station::message done = station::message(0x3A).with_int(1, 0);
-    return {"brightness",
-            station::message(0x39).with_int(26, 255).encode(),
-            "",
-            {station::describe(done)},
-            "it sets the display's brightness"};
-}
-
-static exchange capacity()
-{
-    const station::message answer = station::message(0x8A).with_int(55, 65536).with_int(1, 0);
-    return {"memory card",
-            station::message(0x89).encode(),
-            "",
-            {station::describe(answer)},
-            "and learns what the memory card holds"};
-}
-
 static exchange tunnelled()
 {
     const station::message done = station::message(0x76).with_int(1, 0);
@@ -179,19 +149,6 @@ static void show_copy(stage &stage, const equipment &equipment)
     const std::string digit = copy.substr(std::min(k_item, copy.size()), 1);
     stage.say("", "/amt/amt_result.txt: " + one_line(copy.substr(0, copy.find_last_not_of('\n') + 1)));
     stage.expect("the handset has a copy of the verdict", "1", digit);
-}
-
-static void play_devices(stage &stage, equipment &equipment, peer &application)
-{
-    play(stage, application, voltage());
-    play(stage, application, brightness());
-    const std::string file = "/sys/class/leds/lcd-backlight/brightness";
-    const std::string content = equipment.handset.files.read(file);
-    stage.say("", file + ": " + content);
-    stage.expect("which the kernel is told", "255", content);
-    equipment.handset.insert_card("/storage/sdcard1");
-    play(stage, application, capacity());
-    equipment.handset.remove_card("/storage/sdcard1");
 }
 
 // The service ends by itself once it has answered, and leaves the handset prepared for a station.

@@ -12,7 +12,12 @@ constexpr char k_config[] = "# An emulated handset's devices.\n"
                             "kv.tty.pc = /dev/ttyGS0\n"
                             "kv.tty.app = /dev/ttyAMT\n"
                             "kv.tty.modem = /dev/ttyMODEM\n"
-                            "kv.tty.at.mux = /dev/ttyAT\n";
+                            "kv.tty.at.mux = /dev/ttyAT\n"
+                            "# The ring tone of the test.\n"
+                            "kv.audio.file = /system/media/amt/ring.wav\n"
+                            "kv.audio.sample.rate = 44100\n"
+                            "kv.audio.format = 2\n"
+                            "kv.audio.frame.count = 1024\n";
 
 // The service and its libraries lie where the tour itself was built.
 static emulator::handset_options options()
@@ -20,6 +25,7 @@ static emulator::handset_options options()
     const std::filesystem::path programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     emulator::handset_options result;
     result.service = programs / "kv-zep-amt";
+    result.player = programs / "amt-audio";
     result.library_folder = programs.parent_path() / "lib";
     return result;
 }
@@ -27,6 +33,7 @@ static emulator::handset_options options()
 static emulator::handset &configured_and_booted(emulator::handset &handset)
 {
     handset.files.write(k_config_path, k_config);
+    handset.files.write("/system/media/amt/ring.wav", "a ring tone");
     handset.boot();
     return handset;
 }

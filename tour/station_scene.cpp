@@ -63,6 +63,12 @@ static std::vector<exchange> exchanges()
         {"Bluetooth, check", station::message(0xAC).with_int(110, 3).envelope(), "",
          {"pre-response", station::describe(station::message(0xAD).with_int(1, 0))},
          "a radio is tested by message"},
+        {"WiFi, check", station::message(0xB9).with_int(152, 2).envelope(), "",
+         {"pre-response", station::describe(station::message(0xBA).with_int(1, 0))},
+         "so is the other one"},
+        {"battery", station::message(0xE0).envelope(), "",
+         {"pre-response", station::describe(station::message(0xE1).with_int(151, 1234).with_int(1, 0))},
+         "the converter behind the battery is read"},
         {"satellite, line", "AT^DGPSCTRL=2,4\r", "", {text("\r\n^DGPSCTRL: 27,41\r\n\r\nOK\r\n")},
          "and by line, which brings the satellite in slot 4"},
     };
@@ -107,7 +113,7 @@ static void show_radios(stage &stage, const emulator::handset &handset)
     }
     stage.say("", "radios: " + asked);
     stage.expect("the radios were asked for just that",
-                 "hwt_btCheck(), hwt_gpsCtrl(1, 0, null, null), hwt_gpsCtrl(2, 4, svid, cnr)", asked);
+                 "hwt_btCheck(), hwt_wifiCheck(), hwt_gpsCtrl(1, 0, null, null), hwt_gpsCtrl(2, 4, svid, cnr)", asked);
 }
 
 static void show_files(stage &stage, const emulator::handset &handset)
