@@ -1,0 +1,104 @@
+// Ending and speaking, see program.h.
+
+#include "tool/program.h"
+
+#include "tool/failure.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+
+namespace tool {
+
+static volatile std::sig_atomic_t g_interrupted = 0;
+static int g_wake = -1; // written once, before there is a handler
+
+static exit_code told(const std::string &name, const char *what, exit_code code)
+{
+    std::cout << std::flush;
+    std::cerr << name << ": " << what << '\n';
+    return code;
+}
+
+int run(const std::string &name, const std::function<exit_code()> &body)
+{
+    exit_code code = exit_code::done;
+    try {
+        code = body();
+    } catch (const failure &error) {
+        code = told(name, error.what(), error.code());
+    } catch (const std::invalid_argument &error) {
+        code = told(name, error.what(), exit_code::usage);
+    } catch (const std::exception &error) {
+        code = told(name, error.what(), exit_code::refused);
+    }
+    if (!std::cout.flush() && code == exit_code::done) {
+        code = told(name, "cannot write to standard output: see where it leads", exit_code::refused);
+    }
+    return static_cast<int>(code);
+}
+
+// All that a handler may do.
+static void note_interrupt(int)
+{
+    const int error = errno;
+    const std::uint64_t one = 1;
+    g_interrupted = 1;
+    (void)!write(g_wake, &one, sizeof(one));
+    errno = error;
+}
+
+int interrupt_fd()
+{
+    return g_wake;
+}
+
+void hold_interrupts()
+{
+    g_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    struct sigaction action = {};
+    action.sa_handler = note_interrupt; // without SA_RESTART: blocking calls return
+    for (const int number : {SIGINT, SIGTERM}) {
+        (void)sigaction(number, &action, nullptr);
+    }
+}
+
+bool interrupted()
+{
+    return g_interrupted != 0;
+}
+
+void check_interrupted()
+{
+    if (interrupted()) {
+        throw failure(exit_code::interrupted, "interrupted");
+    }
+}
+
+static std::string_view variable(const char *name)
+{
+    const char *value = getenv(name); // NOLINT(concurrency-mt-unsafe): nothing here sets variables
+    return value != nullptr ? value : "";
+}
+
+bool in_colour(int fd)
+{
+    return isatty(fd) != 0 && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
+}
+
+std::string coloured(const std::string &text, colour which, bool on)
+{
+    constexpr const char *k_codes[] = {"", "31", "32", "33", "2"};
+    if (!on || which == colour::none) {
+        return text;
+    }
+    return std::string("\033[") + k_codes[static_cast<int>(which)] + "m" + text + "\033[0m";
+}
+
+} // namespace tool
