@@ -56,8 +56,50 @@ std::string answer_stream::take(std::size_t count)
     return bytes;
 }
 
+bool is_clean_text(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(),
+                       [](unsigned char c) { return c == '\r' || c == '\n' || c == '\t' || (c >= ' ' && c != 0x7F); });
+}
+
+bool ends_with_final_result(std::string_view text)
+{
+    return !text.empty() && end_of_final_result(text) == text.size();
+}
+
+static std::vector<std::string> lines_of(std::string_view text)
+{
+    constexpr std::string_view k_ends = "\r\n";
+    std::vector<std::string> lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find_first_of(k_ends), text.size());
+        if (end > 0) {
+            lines.emplace_back(text.substr(0, end));
+        }
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
+
+std::string final_result(std::string_view text)
+{
+    return ends_with_final_result(text) ? lines_of(text).back() : "";
+}
+
+std::vector<std::string> lines_before_final_result(std::string_view text)
+{
+    std::vector<std::string> lines = lines_of(text);
+    if (ends_with_final_result(text)) {
+        lines.pop_back();
+    }
+    return lines;
+}
+
 std::optional<answer> answer_stream::next()
 {
+    if (m_framing == framing::bare) {
+        return next_bare();
+    }
     return starts_with(m_held, k_magic) ? next_frame() : next_text();
 }
 
@@ -118,6 +160,56 @@ std::optional<answer> answer_stream::next_frame()
         return answer{answer_kind::damaged, take(inner_magic), std::nullopt, std::move(fault)};
     }
     return read_frame(take(size), std::move(fault));
+}
+
+std::optional<answer> answer_stream::next_bare()
+{
+    if (m_held.size() < AMT_COMMAND_HEADER_SIZE) {
+        return std::nullopt;
+    }
+    const std::size_t size = load_u16_le(as_wire(m_held));
+    const bool may_be_one = as_wire(m_held)[2] == AMT_COMMAND_HEAD && size >= AMT_COMMAND_HEADER_SIZE;
+    if (may_be_one && size > m_held.size()) {
+        return std::nullopt;
+    }
+    std::string bytes = take(may_be_one ? size : m_held.size());
+    decoded read = decode(bytes);
+    const answer_kind kind = read.message ? answer_kind::message : answer_kind::damaged;
+    return answer{kind, std::move(bytes), std::move(read.message), std::move(read.error)};
+}
+
+// What is missing of a frame that has begun.
+static std::string fault_of_frame(std::string_view bytes)
+{
+    const std::string came = "a frame has begun, and only " + std::to_string(bytes.size());
+    if (bytes.size() < k_length_excludes) {
+        return came + " bytes of it came";
+    }
+    const std::size_t told = load_u32_le(as_wire(bytes) + k_magic.size()) + k_length_excludes;
+    return came + " of the " + std::to_string(told) + " bytes that it tells came";
+}
+
+static bool is_text_of_lines(std::string_view text)
+{
+    return is_clean_text(text) && starts_with(text, k_line_end) && text.size() > 2 * k_line_end.size() &&
+           text.substr(text.size() - k_line_end.size()) == k_line_end;
+}
+
+std::string answer_stream::fault_of_unfinished() const
+{
+    if (m_held.empty()) {
+        return "";
+    }
+    if (m_framing == framing::bare) {
+        const bool tells = m_held.size() >= 2;
+        return "a message has begun, and only " + std::to_string(m_held.size()) +
+               (tells ? " of the " + std::to_string(load_u16_le(as_wire(m_held))) + " bytes that it tells came"
+                      : " byte of it came");
+    }
+    if (starts_with(m_held, k_magic)) {
+        return fault_of_frame(m_held);
+    }
+    return is_text_of_lines(m_held) ? "" : "what came is neither a frame nor lines of text";
 }
 
 std::string describe(const answer &what)

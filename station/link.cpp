@@ -19,6 +19,9 @@ using clock = std::chrono::steady_clock;
 // Room on the far side of a tty is not always announced, so it is looked for in turns.
 constexpr int k_look_ms = 5;
 
+// Bytes that are passed over at a time, lest a handset that never falls silent is never asked again.
+constexpr std::size_t k_most_discarded = 1 << 20;
+
 // For poll(2): rounded up, and 0 only when the end has passed.
 static int left_ms(clock::time_point end)
 {
@@ -28,8 +31,18 @@ static int left_ms(clock::time_point end)
 
 [[noreturn]] static void fail(const std::string &what, int error)
 {
-    throw std::runtime_error(what + ": " + std::generic_category().message(error) +
-                             "; see whether the handset is still connected and its service runs");
+    throw lost(what + ": " + std::generic_category().message(error) +
+               "; see whether the handset is still connected and its service runs");
+}
+
+// Returns early for any reason: the caller looks again.
+void link::wait(short events, int wait_ms) const
+{
+    pollfd either[] = {{m_tty, events, 0}, {m_stop, POLLIN, 0}};
+    (void)poll(either, 2, wait_ms);
+    if (either[1].revents != 0) {
+        throw stopped();
+    }
 }
 
 void link::send_raw(std::string_view bytes) const
@@ -42,9 +55,9 @@ void link::send_raw(std::string_view bytes) const
             return;
         }
         if (count > 0) {
-            throw std::runtime_error("the tty took only " + std::to_string(count) + " of the request's " +
-                                     std::to_string(bytes.size()) +
-                                     " bytes: the handset would take the rest for another request, so send it anew");
+            throw lost("the tty took only " + std::to_string(count) + " of the request's " +
+                       std::to_string(bytes.size()) +
+                       " bytes: the handset would take the rest for another request, so send it anew");
         }
         if (count < 0 && error != EAGAIN && error != EINTR) {
             fail("cannot send a request", error);
@@ -53,30 +66,40 @@ void link::send_raw(std::string_view bytes) const
         if (wait_ms == 0) {
             throw timeout("the tty takes no request: see whether the handset's service still reads it");
         }
-        pollfd ready = {m_tty, POLLOUT, 0};
-        (void)poll(&ready, 1, std::min(wait_ms, k_look_ms));
+        wait(POLLOUT, std::min(wait_ms, k_look_ms));
     }
 }
 
-void link::send_line(std::string_view text) const
+std::string as_line(std::string_view text)
 {
     std::string line(text);
     if (line.find('\r') == std::string::npos) {
         line += '\r';
     }
-    send_raw(line);
+    return line;
+}
+
+std::string link::bytes_of(const message &what) const
+{
+    return m_framing == framing::envelope ? what.envelope() : what.encode();
+}
+
+void link::send_line(std::string_view text) const
+{
+    send_raw(as_line(text));
 }
 
 void link::send(const message &request) const
 {
-    send_raw(request.envelope());
+    send_raw(bytes_of(request));
 }
 
 // Adds what comes within the time, if anything does.
 void link::fill(int wait_ms)
 {
+    wait(POLLIN, wait_ms);
     pollfd ready = {m_tty, POLLIN, 0};
-    if (poll(&ready, 1, wait_ms) <= 0) {
+    if (poll(&ready, 1, 0) <= 0) { // the tty may block
         return;
     }
     char bytes[4096];
@@ -106,6 +129,17 @@ answer link::receive(std::chrono::milliseconds limit)
     throw timeout("no whole answer within " + std::to_string(limit.count()) + " ms, " +
                   (rest.empty() ? "nothing came" : "only " + quoted(rest)) +
                   ": see whether the handset is in test mode and knows the request");
+}
+
+std::string link::discard(std::chrono::milliseconds wait)
+{
+    std::string all;
+    do {
+        all += m_stream.unfinished();
+        m_stream.clear();
+        fill(static_cast<int>(wait.count()));
+    } while (!m_stream.unfinished().empty() && all.size() < k_most_discarded);
+    return all;
 }
 
 } // namespace station

@@ -96,7 +96,7 @@ std::optional<std::string> message::get_bytes(std::uint8_t atom_id) const
     return found != nullptr ? std::optional(found->value) : std::nullopt;
 }
 
-static std::string name_of(std::uint8_t id)
+std::string name_of(std::uint8_t id)
 {
     return amt_get_command_name(id) + (" (" + hex_byte(id) + ")");
 }

@@ -76,6 +76,9 @@ struct decoded {
 // four bytes, a bool one.
 decoded decode(std::string_view bytes);
 
+// "AMT_VERSION_CMD (0x2D)"
+std::string name_of(std::uint8_t id);
+
 // "AMT_VERSION_RSPCMD (0x2E): 19=int 16, 18=bytes 54 45, 21=string "1234", 41=bool 1"
 std::string describe(const message &what);
 std::ostream &operator<<(std::ostream &stream, const message &what);

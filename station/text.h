@@ -14,6 +14,13 @@ std::string quoted(std::string_view bytes);
 // "AA BB 0D"; empty for no bytes.
 std::string in_hex(std::string_view bytes);
 
+// The same for a line of an error: the first 48 bytes, and how many more there are: "AA BB 0D ... (1999 more)".
+std::string shortened(std::string_view bytes);
+
+// The bytes of hexadecimal digits in pairs, with blanks, commas, colons, line ends and "0x" between them or not. Throws
+// std::invalid_argument with one line when it is anything else.
+std::string from_hex(std::string_view digits);
+
 // "0x2D", for a byte.
 std::string hex_byte(std::uint8_t byte);
 

@@ -1,0 +1,44 @@
+// What a verb found out, for people and for programs. Pure; any thread.
+#pragma once
+
+#include "station/message.h"
+#include "tool/exit_code.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace station_tool {
+
+using json = nlohmann::ordered_json;
+
+struct report {
+    tool::exit_code code = tool::exit_code::done;
+    json result = json::object(); // for programs; the members that docs/tools.md tells
+    std::string text;             // for people: whole lines
+    std::string error;            // one line; empty: none
+};
+
+// Adds a line to the text.
+void say(report &to, const std::string &line);
+
+// Rows of words in columns, two blanks apart and as wide as their widest, the last one ragged; each row a line with two
+// blanks before it.
+std::string in_columns(const std::vector<std::vector<std::string>> &rows);
+
+// A message with everything that is known of it:
+// {"id": 46, "name": "AMT_VERSION_RSPCMD", "command": "version",
+//  "items": {"module": {"atom": 19, "type": "int", "value": 16, "meaning": "software"}, ...}}
+// Numbers and flags are numbers, texts texts, and bytes hexadecimal digits. A second item of the same name is
+// "module#2".
+json to_json(const station::message &what, bool is_answer);
+
+// The same in lines: its name, and a row for each item.
+std::string to_text(const station::message &what, bool is_answer);
+
+// Bytes as JSON can hold them: those of printable ASCII as they are, others as \xHH. The text's own backslashes are
+// doubled when there is anything else.
+std::string as_printable(const std::string &bytes);
+
+} // namespace station_tool
