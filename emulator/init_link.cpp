@@ -117,8 +117,12 @@ static std::vector<std::string> start_message(const std::string &token, const pr
 process init_link::start(const program &what, const std::vector<std::string> &environment)
 {
     const auto state = std::make_shared<process_state>();
-    const descriptor out = make_pipe(state->out_end);
-    const descriptor err = make_pipe(state->err_end);
+    const descriptor out = what.out < 0 ? make_pipe(state->out_end) : descriptor();
+    const descriptor err = what.err < 0 ? make_pipe(state->err_end) : descriptor();
+    std::vector<int> streams = {what.out < 0 ? out.get() : what.out, what.err < 0 ? err.get() : what.err};
+    if (what.in >= 0) {
+        streams.push_back(what.in);
+    }
     state->shown_name = what.path;
     const std::string token = next_token();
     {
@@ -127,8 +131,8 @@ process init_link::start(const program &what, const std::vector<std::string> &en
     }
     wake();
     try {
-        const answer started = exchange("cannot start " + what.path + " in the handset",
-                                        start_message(token, what, environment), {out.get(), err.get()});
+        const answer started =
+            exchange("cannot start " + what.path + " in the handset", start_message(token, what, environment), streams);
         state->pid = number_in(started.text);
     } catch (...) {
         const std::lock_guard lock(m_mutex);

@@ -185,25 +185,32 @@ static std::size_t first_torn(const std::vector<raw_record> &records)
     return static_cast<std::size_t>(torn - records.begin());
 }
 
-// The index of the newest record of a full ring. Going round the ring the clock runs forward everywhere but from the
-// newest to the oldest record, where it steps back, and so nearly a day seems to pass; where the newest happens to be
-// the last in the file, that is from the last to the first. Once round is then one day; if it is more, the clock steps
-// back at other places as well; if it is nothing, the clock has not moved.
+// The index of the newest record of a full file, in which the records of the start come first and then the ring. Behind
+// the newest the clock steps back to the oldest of the ring, which looks as if more than half a day had passed; where
+// it does nowhere, or what is last in the file is newer, that is the newest. Where it does at several places, threads
+// were a moment out of order; if the clock has not moved at all, the newest is what something torn follows.
 static std::size_t newest_of(const std::vector<raw_record> &records)
 {
     const auto ended = std::find_if(records.begin(), records.end(), [](const auto &raw) { return raw.ends_log; });
     if (ended != records.end()) {
         return static_cast<std::size_t>(ended - records.begin());
     }
-    const long round_ms = once_round_ms(records);
-    if (round_ms == 0) {
+    if (forward_ms(records.front(), records.back()) == 0 && once_round_ms(records) == 0) {
         return first_torn(records);
     }
+    const auto steps_back = [&](std::size_t i) {
+        const bool is_last_older = forward_ms(records.back(), records[i]) < k_day_ms / 2;
+        return is_last_older && forward_ms(records[i], records[i + 1]) > k_day_ms / 2;
+    };
+    std::size_t steps = 0;
+    for (std::size_t i = 0; i + 1 < records.size(); ++i) {
+        steps += steps_back(i) ? 1 : 0;
+    }
     std::size_t newest = records.size() - 1;
-    long longest_ms = forward_ms(records.back(), records.front());
+    long longest_ms = 0;
     for (std::size_t i = 0; i + 1 < records.size(); ++i) {
         const long gap_ms = forward_ms(records[i], records[i + 1]);
-        if (gap_ms > longest_ms && (round_ms == k_day_ms || may_be_seam(records[i], records[i + 1]))) {
+        if (steps_back(i) && gap_ms > longest_ms && (steps == 1 || may_be_seam(records[i], records[i + 1]))) {
             newest = i;
             longest_ms = gap_ms;
         }
@@ -211,15 +218,32 @@ static std::size_t newest_of(const std::vector<raw_record> &records)
     return newest;
 }
 
-// Puts the records of a full ring in order: what lies behind the newest is older, but for what is left there of the
-// one that it was written over.
+// Where the ring begins, behind the records of the start: what has been written there since is not older than the last
+// in the file, which was written just before.
+static std::size_t begin_of_ring(const std::vector<raw_record> &records, std::size_t newest)
+{
+    const long last_ms = forward_ms(records.front(), records.back());
+    if (last_ms > k_day_ms / 2) {
+        return 0; // older than the first: the ring begins with the file
+    }
+    std::size_t begin = 0;
+    while (begin < newest && forward_ms(records.front(), records[begin]) < last_ms) {
+        ++begin;
+    }
+    return begin;
+}
+
+// Puts the records of a full file in order: behind those of the start come those that lie behind the newest, but for
+// what is left there of the one that it was written over.
 static void turn_round(std::vector<raw_record> &records)
 {
-    raw_record &newest = records[newest_of(records)];
+    const std::size_t at = newest_of(records);
+    raw_record &newest = records[at];
     if (!newest.ends_log && newest.lines.size() > 1) {
         newest.lines.pop_back();
     }
-    std::rotate(records.begin(), records.begin() + (&newest - records.data()) + 1, records.end());
+    const auto position = [&](std::size_t index) { return records.begin() + static_cast<std::ptrdiff_t>(index); };
+    std::rotate(position(begin_of_ring(records, at)), position(at + 1), records.end());
 }
 
 // No record begins behind the size of the ring: there lie the ends of the last records of earlier rounds.

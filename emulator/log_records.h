@@ -1,6 +1,6 @@
-// Reads the service's log file. The file is a ring behind a header: once full, new records overwrite the oldest from
-// the first one on, usually leaving the rest of a half-overwritten record behind the newest. Pure functions on texts;
-// any thread.
+// Reads the service's log file. The file is a ring behind a header and the records of the start: once full, new records
+// overwrite the oldest behind these, usually leaving the rest of a half-overwritten record behind the newest. Pure
+// functions on texts; any thread.
 
 #pragma once
 

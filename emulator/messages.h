@@ -2,7 +2,7 @@
 // list of texts, each ended by a zero byte, with descriptors beside it. Requests carry a token which their answer, and
 // later the report of a program's end, bring back; the tokens are the library's own.
 //
-//   start    token path name folder n arguments... n environment...  + standard output, standard error   answer: pid
+//   start    token path name folder n arguments... n environment...  + standard output, error[, input]   answer: pid
 //   signal   token pid number
 //   open-tty token path raw|as-created                                                    answer + master descriptor
 //   open     token path flags                                                                    answer + descriptor

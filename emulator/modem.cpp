@@ -31,7 +31,8 @@ constexpr std::uint8_t k_result_atom = 1;
 
 modem::modem(tty port, std::string_view rules)
     : m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-    , m_rules(parse_modem_rules(rules))
+    , m_first_rules(parse_modem_rules(rules))
+    , m_rules(m_first_rules)
     , m_next(std::move(port))
 {
     if (!m_wake) {
@@ -55,6 +56,29 @@ void modem::control(const modem_control &how)
 {
     const std::lock_guard lock(m_mutex);
     m_control = how;
+}
+
+modem_control modem::control() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_control;
+}
+
+modem_memory modem::memory() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_known;
+}
+
+void modem::reset()
+{
+    const std::lock_guard lock(m_mutex);
+    m_rules = m_first_rules;
+    m_known.clear();
+    m_control = {};
+    m_received.clear();
+    m_unread.clear();
+    m_unsaid.clear();
 }
 
 void modem::teach(std::string_view rules)

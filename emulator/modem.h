@@ -49,6 +49,13 @@ class modem {
 
     // From now on; control({}) restores the default. Answers that are already on their way are not changed.
     void control(const modem_control &how);
+    modem_control control() const;
+
+    // What it keeps of what it has been told.
+    modem_memory memory() const;
+
+    // As new: forgets what it has been told, taught and sent, and answers as by default. The tty stays.
+    void reset();
 
     // Rules that go before those it has, from now on. Throws std::runtime_error when they cannot be read; it then has
     // learnt none of them.
@@ -89,6 +96,7 @@ class modem {
     void wake() const;
 
     const descriptor m_wake; // an eventfd: something below has changed
+    const std::vector<modem_rule> m_first_rules;
 
     mutable std::mutex m_mutex; // guards everything below
     mutable std::condition_variable m_changed;

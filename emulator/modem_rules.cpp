@@ -83,7 +83,7 @@ static char take_escape(std::string_view &text)
     return meanings[at];
 }
 
-static std::string unescaped(std::string_view text)
+std::string unescaped(std::string_view text)
 {
     std::string bytes;
     while (!text.empty()) {

@@ -54,6 +54,9 @@ extern const char k_modem_rules[];
 // Throws std::runtime_error with the number of the line that is no rule, and why.
 std::vector<modem_rule> parse_modem_rules(std::string_view text);
 
+// Bytes of a text with the escapes of an answer. Throws std::runtime_error for one that is none.
+std::string unescaped(std::string_view text);
+
 // The answer of the first rule that matches, with what its command brings kept in `known`; nothing, and nothing kept,
 // when none does.
 std::optional<std::string> answer_by_rules(const std::vector<modem_rule> &rules, std::string_view command,

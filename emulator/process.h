@@ -17,7 +17,8 @@ namespace emulator {
 class init_link;
 struct process_state;
 
-// What to start, and how. It runs as 1000:1001 without any capability, with standard input from /dev/null.
+// What to start, and how. It runs as 1000:1001 without any capability; with standard input from /dev/null and its
+// output collected, unless it is given descriptors of this machine in place of that, which stay the caller's.
 struct program {
     std::string path;                     // absolute, relative to `folder`, or a bare name looked up through PATH
     std::vector<std::string> arguments;   // behind argv[0]
@@ -25,6 +26,9 @@ struct program {
     std::string folder = "/";             // working directory inside
     std::vector<std::string> environment; // KEY=VALUE, added to the handset's own or in place of it
     bool with_devices = true;             // the emulated framebuffer, console, camera and power-off are preloaded
+    int in = -1;                          // descriptors; -1: as above
+    int out = -1;
+    int err = -1;
 };
 
 // How a program ended: exit status, or number of the signal that killed it.

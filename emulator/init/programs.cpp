@@ -26,6 +26,7 @@ struct start_request {
     std::vector<char *> environment; // with its null
     int out = -1;
     int err = -1;
+    int in = -1; // none: there is nothing to read
 };
 
 // What a child reports when it cannot become the program.
@@ -52,13 +53,14 @@ static bool take_list(const message &request, std::size_t &at, std::vector<char 
 
 static bool parse(const message &request, start_request &parsed)
 {
-    if (request.fields.size() < 7 || request.descriptors.size() != 2) {
+    if (request.fields.size() < 7 || request.descriptors.size() < 2) {
         return false;
     }
     parsed.path = request.fields[2].c_str();
     parsed.folder = request.fields[4].c_str();
     parsed.out = request.descriptors[0].get();
     parsed.err = request.descriptors[1].get();
+    parsed.in = request.descriptors.size() > 2 ? request.descriptors[2].get() : -1;
     parsed.arguments.push_back(const_cast<char *>(request.fields[3].c_str()));
     std::size_t at = 5;
     return take_list(request, at, parsed.arguments) && take_list(request, at, parsed.environment);
@@ -81,8 +83,8 @@ static void reset_signals()
 static bool connect_streams(const start_request &request)
 {
     const descriptor null(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    return null && dup2(null.get(), STDIN_FILENO) >= 0 && dup2(request.out, STDOUT_FILENO) >= 0 &&
-           dup2(request.err, STDERR_FILENO) >= 0;
+    return null && dup2(request.in >= 0 ? request.in : null.get(), STDIN_FILENO) >= 0 &&
+           dup2(request.out, STDOUT_FILENO) >= 0 && dup2(request.err, STDERR_FILENO) >= 0;
 }
 
 // In the child. A process group of its own but no session: as on the handset, a tty that a service opens never becomes
