@@ -12,8 +12,8 @@ install(TARGETS handset-preload platform-cutils platform-hwt platform-log platfo
         LIBRARY DESTINATION lib/kv-zep-amt/lib COMPONENT tools)
 install(FILES man/amt-station.1 man/handset.1 DESTINATION share/man/man1 COMPONENT tools)
 install(FILES completion/amt-station completion/handset DESTINATION share/bash-completion/completions COMPONENT tools)
-install(FILES README.md CHANGELOG.md LICENSE DESTINATION share/doc/kv-zep-amt COMPONENT tools)
-install(DIRECTORY docs DESTINATION share/doc/kv-zep-amt COMPONENT tools)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE DESTINATION share/doc/kv-zep-amt COMPONENT tools)
+install(DIRECTORY docs etc DESTINATION share/doc/kv-zep-amt COMPONENT tools)
 
 install(TARGETS kv-zep-amt RUNTIME DESTINATION system/bin COMPONENT handset EXCLUDE_FROM_ALL)
 install(FILES etc/kv-zep-amt.cfg etc/kv-zep-amt.rc DESTINATION system/etc COMPONENT handset EXCLUDE_FROM_ALL)

@@ -78,8 +78,9 @@ struct command {
     station::answered_on answered_on;
     bool pre_response; // a station is told at once that the request has arrived
     const char *meaning;
-    rows<item> request; // in the order of sending
-    rows<item> answer;  // but for the result, int atom 1, which every answer has
+    rows<item> request;                // in the order of sending
+    rows<item> answer;                 // but for the result, int atom 1, which every answer has
+    std::uint8_t acknowledgements = 1; // answers to a request that goes well; a refusal is the last one
 };
 
 // All, by ascending id.
@@ -115,6 +116,13 @@ struct device_test {
 rows<device_test> device_tests();
 const device_test *find_device_test(std::string_view name);
 
+// What a value has to look like, to be written.
+enum class value_form : std::uint8_t {
+    any,     // a text; the handset and the modem have their own limits
+    imei,    // 15 digits
+    address, // six bytes in hexadecimal, a colon between them
+};
+
 // An identity or another property of the handset that a station reads, and may write.
 struct identity {
     const char *name;    // a word: "imei"
@@ -127,6 +135,7 @@ struct identity {
     // Where the value stands: of a line, what its line begins with ("^DGSN:"), or nothing when it is all of the first
     // line; of a message, the name of the item.
     const char *value;
+    value_form form = value_form::any;
 };
 
 rows<identity> identities();

@@ -56,6 +56,12 @@ constexpr command answered_with(std::uint8_t response_id, command row)
     return row;
 }
 
+constexpr command acknowledged_twice(command row)
+{
+    row.acknowledgements = 2;
+    return row;
+}
+
 constexpr command unanswered(command row)
 {
     return answered_with(0, row);
@@ -172,8 +178,8 @@ constexpr command k_commands[] = {
              "the modem's own: EDGE: read a table of the flash into memory"),
     of_modem(0x9B, "edge-refreshtable-memory-to-flash", family::modem,
              "the modem's own: EDGE: write a table in memory back to the flash"),
-    of_both(0xAA, "bluetooth", family::device_test,
-            "start Bluetooth; acknowledged at once, and a second time when it runs, or refused when it does not"),
+    acknowledged_twice(of_both(0xAA, "bluetooth", family::device_test,
+            "start Bluetooth; acknowledged at once, and a second time when it runs, or refused when it does not")),
     of_both(0xAC, "bluetooth-address", family::device_test,
             "the address of Bluetooth, and its tests", items::k_bluetooth, items::k_bluetooth_address),
     of_both(0xAE, "gps-control", family::device_test, "search for satellites; takes seconds", items::k_gps),

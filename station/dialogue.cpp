@@ -6,6 +6,7 @@
 #include "station/text.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace station {
 
@@ -39,13 +40,13 @@ void dialogue::begin(std::string_view bytes, const std::string &meaning)
 }
 
 // A piece of an answer is more than no answer.
-void dialogue::fail_unfinished(const timeout &error) const
+void dialogue::fail_unfinished() const
 {
     const answer_stream &rest = m_link.rest();
     tell(false, rest.unfinished(), "unfinished");
     const std::string fault = rest.fault_of_unfinished();
     if (fault.empty()) {
-        throw error;
+        throw no_whole_answer(m_limit, rest.unfinished());
     }
     throw malformed(fault + " within " + std::to_string(m_limit.count()) + " ms: " + shortened(rest.unfinished()));
 }
@@ -53,7 +54,11 @@ void dialogue::fail_unfinished(const timeout &error) const
 // The answer itself may be yet to come: it would seem to be that of the next request.
 void dialogue::fail_malformed(const std::string &what)
 {
-    tell(false, m_link.discard(k_quiet), "passed over");
+    try {
+        tell(false, m_link.discard(k_quiet), "passed over");
+    } catch (const lost &) {
+        // Told when it is asked again.
+    }
     throw malformed(what);
 }
 
@@ -63,10 +68,11 @@ answer dialogue::next()
     while (true) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock::now());
         std::optional<answer> come;
-        try {
-            come = m_link.receive(std::max(left, std::chrono::milliseconds(0)));
-        } catch (const timeout &error) {
-            fail_unfinished(error);
+        if (left.count() > 0) {
+            come = m_link.receive_some(left);
+        }
+        if (!come) {
+            fail_unfinished();
         }
         tell(false, come->bytes, come->kind == answer_kind::message ? told(*come->message, true) : describe(*come));
         m_took = std::chrono::duration_cast<std::chrono::microseconds>(clock::now() - m_asked);
@@ -83,22 +89,70 @@ answer dialogue::next()
     }
 }
 
-static bool answers(const message &answer, const message &request)
+static bool answers(const message &answer, const message &request, const command *what)
 {
-    const command *what = command_of_request(request.id());
     return answer.id() == static_cast<std::uint8_t>(request.id() + 1) ||
            (what != nullptr && what->response_id != 0 && answer.id() == what->response_id);
 }
 
+static bool is_success(const message &answer)
+{
+    return answer.result().value_or(0) == 0; // one answer to an application has a result only when it failed
+}
+
+// The versions of some modules are the modem's to tell.
+static bool is_modems_own(const message &request)
+{
+    constexpr std::uint32_t k_modems_modules[] = {17, 18};
+    return request.id() == 0x2D &&
+           std::count(std::begin(k_modems_modules), std::end(k_modems_modules), request.get_int(19).value_or(0)) != 0;
+}
+
+// Why a success cannot be that of the handset, when it is the handset that answers the command: a request that arrives
+// in pieces goes to the modem, which is content with many things.
+static std::string fault_of_success(const command &what, const message &answer, bool announced)
+{
+    for (const item &each : what.answer) {
+        const auto is_it = [&](const atom &one) { return one.id == each.atom; };
+        if (each.required && std::none_of(answer.atoms().begin(), answer.atoms().end(), is_it)) {
+            return std::string("lacks ") + each.name;
+        }
+    }
+    return announced ? "" : "came without a pre-response, or that was lost";
+}
+
+void dialogue::check(const message &request, const command *what, const message &answer)
+{
+    const bool is_bare = m_link.how() == framing::bare;
+    const answered_on others = is_bare ? answered_on::station : answered_on::application;
+    const bool is_handsets = what != nullptr && what->answered_on <= answered_on::application &&
+                             what->answered_on != others && !(is_modems_own(request) && !is_bare);
+    if (!is_handsets || !is_success(answer)) {
+        return;
+    }
+    const std::string fault = fault_of_success(*what, answer, m_announced || is_bare);
+    if (!fault.empty()) {
+        fail_malformed("the answer " + fault + ", so it is not the handset's own: " + told(answer, true));
+    }
+}
+
 message dialogue::ask(const message &request)
 {
+    const command *what = command_of_request(request.id());
+    unsigned left = what != nullptr ? what->acknowledgements : 1;
     begin(m_link.bytes_of(request), told(request, false));
     while (true) {
         const answer come = next();
-        if (come.kind == answer_kind::text && ends_with_final_result(come.bytes)) {
+        const std::string final = come.kind == answer_kind::text ? final_result(come.bytes) : "";
+        if (!final.empty() && final != "OK") {
             throw refused("the modem, to which the message went, answered " + quoted(come.bytes));
         }
-        if (come.kind == answer_kind::message && answers(*come.message, request)) {
+        if (come.kind != answer_kind::message || !answers(*come.message, request, what)) {
+            continue;
+        }
+        check(request, what, *come.message);
+        left--;
+        if (left == 0 || !is_success(*come.message)) {
             return *come.message;
         }
     }
@@ -107,7 +161,7 @@ message dialogue::ask(const message &request)
 message dialogue::ask_for_success(const message &request)
 {
     message answer = ask(request);
-    if (answer.result() != 0U) {
+    if (!is_success(answer)) {
         throw refused("the handset answered " + told(answer, true));
     }
     return answer;

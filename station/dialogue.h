@@ -10,6 +10,7 @@
 // a malformed answer what else comes at once is waited for, and passed over.
 #pragma once
 
+#include "station/catalogue.h"
 #include "station/link.h"
 
 #include <chrono>
@@ -56,7 +57,9 @@ class dialogue {
 
     // Sends a message and returns its answer: the message with the id that the catalogue tells, or, as every refusal
     // has, the one behind the request's. Others that come meanwhile, and lines of text that the modem says of its own
-    // accord, are passed over. Throws refused when the
+    // accord, are passed over. Of a request that is acknowledged twice it is the last one, or the first that is not a
+    // success. A success that the handset cannot have told, as when a request has come to it in pieces, is malformed.
+    // Throws refused when the
     // modem answers by the final result of a line: the handset had no handler for the message, and nor had the modem.
     message ask(const message &request);
 
@@ -82,7 +85,8 @@ class dialogue {
     void begin(std::string_view bytes, const std::string &meaning);
     answer next();
     void tell(bool to_handset, std::string_view bytes, const std::string &meaning) const;
-    [[noreturn]] void fail_unfinished(const timeout &error) const;
+    [[noreturn]] void fail_unfinished() const;
+    void check(const message &request, const command *what, const message &answer);
     [[noreturn]] void fail_malformed(const std::string &what);
 
     link m_link;

@@ -13,10 +13,11 @@ namespace {
 constexpr bool k_introduced = true;
 constexpr bool k_on_request = false;
 
+// The addresses are written by message: the lines for it ask for one that is there already.
 // clang-format off
 constexpr identity k_identities[] = {
     {"imei", "IMEI, 15 digits; the modem's, of which the handset keeps a copy", k_introduced,
-     "AT^DGSN?", "AT^DCGSNW={}", "^DGSN:"},
+     "AT^DGSN?", "AT^DCGSNW={}", "^DGSN:", value_form::imei},
     {"sn", "serial number; the modem's, of which the handset keeps a copy", k_introduced,
      "AT^DMSN", "AT^DMSN={}", "^DMSN:"},
     {"board-sn", "serial number of the board, up to 29 characters; kept where the copy of the serial number of the "
@@ -24,10 +25,10 @@ constexpr identity k_identities[] = {
      "AT^DPCBACTRL=1", "AT^DPCBACTRL=2,{}", "^DPCBACTRL:"},
     {"adb-sn", "serial number that adb shows, up to 99 characters", k_introduced,
      "adb-serial-number action=read", "adb-serial-number action=write number={} length={#}", "number"},
-    {"bt-address", "address of Bluetooth, 11:22:33:44:55:66; written only where there is one", k_introduced,
-     "AT^DBTADDR?", "AT^DBTADDR=\"{}\"", "^DBTADDR:"},
+    {"bt-address", "address of Bluetooth, 11:22:33:44:55:66", k_introduced,
+     "AT^DBTADDR?", "bluetooth-address action=write address={}", "^DBTADDR:", value_form::address},
     {"wifi-address", "address of WiFi, 11:22:33:44:55:66", k_introduced,
-     "AT^DWIFIADDR?", "AT^DWIFIADDR=\"{}\"", "^DWIFIADDR:"},
+     "AT^DWIFIADDR?", "wifi-test action=write address={}", "^DWIFIADDR:", value_form::address},
 
     {"software-version", "version of the handset's software", k_introduced,
      "AT^DSVER", "", "^DSVER:"},

@@ -29,6 +29,13 @@ static int left_ms(clock::time_point end)
     return static_cast<int>(std::clamp<decltype(left)>(left, 0, 1'000'000'000));
 }
 
+timeout no_whole_answer(std::chrono::milliseconds limit, std::string_view rest)
+{
+    return timeout("no whole answer within " + std::to_string(limit.count()) + " ms, " +
+                   (rest.empty() ? "nothing came" : "only " + quoted(rest)) +
+                   ": see whether the handset is in test mode and knows the request");
+}
+
 [[noreturn]] static void fail(const std::string &what, int error)
 {
     throw lost(what + ": " + std::generic_category().message(error) +
@@ -108,12 +115,14 @@ void link::fill(int wait_ms)
         m_stream.add({bytes, static_cast<std::size_t>(count)});
     } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
         const int error = count == 0 ? EIO : errno; // a tty that has hung up ends either way
-        fail("no more answers can be received, and of the next one only " + quoted(m_stream.unfinished()) + " came",
+        const std::string &rest = m_stream.unfinished();
+        fail("no more answers can be received" +
+                 (rest.empty() ? "" : ", and of the next one only " + quoted(rest) + " came"),
              error);
     }
 }
 
-answer link::receive(std::chrono::milliseconds limit)
+std::optional<answer> link::receive_some(std::chrono::milliseconds limit)
 {
     const clock::time_point end = clock::now() + limit;
     std::optional<answer> next = m_stream.next();
@@ -122,13 +131,16 @@ answer link::receive(std::chrono::milliseconds limit)
         fill(wait_ms);
         in_time = wait_ms > 0;
     }
-    if (next) {
-        return *std::move(next);
+    return next;
+}
+
+answer link::receive(std::chrono::milliseconds limit)
+{
+    std::optional<answer> next = receive_some(limit);
+    if (!next) {
+        throw no_whole_answer(limit, m_stream.unfinished());
     }
-    const std::string &rest = m_stream.unfinished();
-    throw timeout("no whole answer within " + std::to_string(limit.count()) + " ms, " +
-                  (rest.empty() ? "nothing came" : "only " + quoted(rest)) +
-                  ": see whether the handset is in test mode and knows the request");
+    return *std::move(next);
 }
 
 std::string link::discard(std::chrono::milliseconds wait)

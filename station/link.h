@@ -13,6 +13,7 @@
 #include "station/message.h"
 
 #include <chrono>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 
@@ -23,6 +24,9 @@ class timeout : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
+
+// What to say of it: how long was waited, and what has come of an answer.
+timeout no_whole_answer(std::chrono::milliseconds limit, std::string_view rest);
 
 // The handset is gone from the link, or takes no more of it.
 class lost : public std::runtime_error {
@@ -56,6 +60,8 @@ class link {
     {
     }
 
+    framing how() const { return m_framing; }
+
     // From now on every wait ends with `stopped` as soon as the descriptor has something to read; nobody reads it here.
     void stop_at(int readable) { m_stop = readable; }
 
@@ -73,6 +79,9 @@ class link {
 
     // The next answer. Throws timeout, quoting what did come, when none is whole in time: a later call goes on with it.
     answer receive(std::chrono::milliseconds limit = k_default_wait);
+
+    // The same with nothing in place of timeout.
+    std::optional<answer> receive_some(std::chrono::milliseconds limit);
 
     // What has come behind the last answer, see answer_stream. discard() forgets it, and what comes within the time as
     // well, and returns it all: what is left of earlier requests is no answer to the next.

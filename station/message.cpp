@@ -103,8 +103,8 @@ std::string name_of(std::uint8_t id)
 
 [[noreturn]] static void refuse_length(std::uint8_t id)
 {
-    throw std::runtime_error("the message " + name_of(id) + " is too long for the " + std::to_string(AMT_MESSAGE_SIZE) +
-                             " bytes of a request: send less in one message");
+    throw std::invalid_argument("the message " + name_of(id) + " is too long for the " +
+                                std::to_string(AMT_MESSAGE_SIZE) + " bytes of a request: send less in one message");
 }
 
 // False when the atom does not fit any more.

@@ -52,7 +52,7 @@ class message {
     // The result that every answer carries, 0 for success: int atom 1.
     std::optional<std::uint32_t> result() const { return get_int(1); }
 
-    // The bare message, and the message in the envelope of the station's link. Throw std::runtime_error when it is
+    // The bare message, and the message in the envelope of the station's link. Throw std::invalid_argument when it is
     // longer than 4096 bytes, the envelope included.
     std::string encode() const;
     std::string envelope() const;

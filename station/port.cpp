@@ -41,7 +41,7 @@ static std::string holder_of_lock(const struct stat &tty)
     for (std::string line; std::getline(table, line);) {
         std::istringstream columns(line);
         std::string number, kind, how, mode, pid, file;
-        if (columns >> number >> kind >> how >> mode >> pid >> file && file == wanted.str()) {
+        if (columns >> number >> kind >> how >> mode >> pid >> file && kind == "FLOCK" && file == wanted.str()) {
             return name_of_process(pid);
         }
     }
@@ -68,14 +68,14 @@ static std::string holder_of_tty(dev_t device)
     return "";
 }
 
-[[noreturn]] static void refuse_busy(const std::string &path, const std::string &holder)
+[[noreturn]] static void refuse_busy(const std::string &name, const std::string &holder)
 {
-    throw no_port(path + " is busy: " + (holder.empty() ? "another program" : holder) +
+    throw no_port(name + " is busy: " + (holder.empty() ? "another program" : holder) +
                       " has it, end that or use another port",
                   false);
 }
 
-[[noreturn]] static void refuse(const std::string &path, int error)
+[[noreturn]] static void refuse(const std::string &path, const std::string &name, int error)
 {
     struct stat found = {};
     switch (error) {
@@ -83,25 +83,25 @@ static std::string holder_of_tty(dev_t device)
     case ENXIO:
     case ENODEV:
     case EIO: // of a pseudo-terminal whose other end is gone
-        throw no_port(path + ": no handset is there; see whether it is connected and in test mode", true);
+        throw no_port(name + ": no handset is there; see whether it is connected and in test mode", true);
     case EACCES:
     case EPERM:
-        throw no_port(path + ": no permission; join the group that owns it (often dialout), or run as root", false);
+        throw no_port(name + ": no permission; join the group that owns it (often dialout), or run as root", false);
     case EBUSY:
-        refuse_busy(path, stat(path.c_str(), &found) == 0 ? holder_of_tty(found.st_rdev) : "");
+        refuse_busy(name, stat(path.c_str(), &found) == 0 ? holder_of_tty(found.st_rdev) : "");
     default:
-        throw no_port(path + ": " + std::generic_category().message(error), false);
+        throw no_port(name + ": " + std::generic_category().message(error), false);
     }
 }
 
 // Other programs are kept out by two means: this program's like by the lock, and, once it is open here, all others but
 // those of root by the tty itself.
-static void lock(const std::string &path, int tty)
+static void lock(const std::string &name, int tty)
 {
     if (flock(tty, LOCK_EX | LOCK_NB) != 0) {
         struct stat found = {};
         (void)fstat(tty, &found);
-        refuse_busy(path, holder_of_lock(found));
+        refuse_busy(name, holder_of_lock(found));
     }
     (void)ioctl(tty, TIOCEXCL);
 }
@@ -117,17 +117,17 @@ static termios raw(termios settings)
     return settings;
 }
 
-port::port(const std::string &path)
+port::port(const std::string &path, const std::string &name)
     : m_tty(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
 {
     if (m_tty < 0) {
-        refuse(path, errno);
+        refuse(path, name, errno);
     }
     try {
         if (tcgetattr(m_tty, &m_before) != 0) {
-            throw no_port(path + " is not a tty: give the handset's, such as /dev/ttyACM0", false);
+            throw no_port(name + " is not a tty: give the handset's, such as /dev/ttyACM0", false);
         }
-        lock(path, m_tty);
+        lock(name, m_tty);
     } catch (const no_port &) {
         (void)close(m_tty);
         throw;

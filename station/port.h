@@ -26,8 +26,12 @@ class no_port : public std::runtime_error {
 
 class port {
   public:
-    // Opens and locks it, and forgets what came before. Throws no_port.
-    explicit port(const std::string &path);
+    // Opens and locks it, and forgets what came before. Throws no_port, which calls it by the name.
+    port(const std::string &path, const std::string &name);
+    explicit port(const std::string &path)
+        : port(path, path)
+    {
+    }
 
     // Unlocked, and with the settings it had before.
     ~port();

@@ -36,10 +36,14 @@ static message parse_request(const std::string &text, const std::string &value)
 
 static std::string value_in(const identity &what, const std::string &text)
 {
-    std::optional<std::string> value = value_in_line(what, text);
+    std::string lines;
+    for (const std::string &line : lines_before_final_result(text)) {
+        lines += line + '\n';
+    }
+    std::optional<std::string> value = value_in_line(what, lines);
     if (!value) {
         throw malformed("the answer holds no " + std::string(what.name) + ", which is behind " + quoted(what.value) +
-                        ": " + quoted(text));
+                        ": " + quoted(text) + "; it may be the late answer to an earlier request");
     }
     return *std::move(value);
 }
@@ -64,16 +68,57 @@ std::string read_value(dialogue &handset, const identity &what)
                             : value_in(what, handset.ask_for_success(parse_request(request, "")));
 }
 
-void write_value(dialogue &handset, const identity &what, const std::string &value)
+static bool is_all(const std::string &text, const char *allowed)
 {
-    const std::string request = what.write;
-    if (request.empty()) {
-        throw std::invalid_argument(std::string(what.name) + " cannot be written");
+    return text.find_first_not_of(allowed) == std::string::npos;
+}
+
+static bool is_address(const std::string &text)
+{
+    constexpr std::size_t k_length = 17;
+    for (std::size_t i = 0; i < text.size(); i++) {
+        const bool is_colon = i % 3 == 2;
+        if (is_colon != (text[i] == ':')) {
+            return false;
+        }
+    }
+    return text.size() == k_length && is_all(text, "0123456789abcdefABCDEF:");
+}
+
+static bool has_form(value_form form, const std::string &value)
+{
+    constexpr std::size_t k_imei_length = 15;
+    switch (form) {
+    case value_form::imei:
+        return value.size() == k_imei_length && is_all(value, "0123456789");
+    case value_form::address:
+        return is_address(value);
+    case value_form::any:
+        break;
     }
     const auto is_control = [](unsigned char c) { return c < ' ' || c == 0x7F; };
-    if (is_line(request) && std::any_of(value.begin(), value.end(), is_control)) {
-        throw std::invalid_argument(std::string(what.name) + " cannot hold line ends and other control characters");
+    return std::none_of(value.begin(), value.end(), is_control);
+}
+
+void check_value(const identity &what, const std::string &value)
+{
+    const std::string name = what.name;
+    if (*what.write == '\0') {
+        throw std::invalid_argument(name + " can only be read");
     }
+    if (has_form(what.form, value)) {
+        return;
+    }
+    const char *form = what.form == value_form::imei      ? "15 digits"
+                       : what.form == value_form::address ? "an address such as 11:22:33:44:55:66"
+                                                          : "a text without line ends and control characters";
+    throw std::invalid_argument(name + " takes " + form + ", not " + quoted(value));
+}
+
+void write_value(dialogue &handset, const identity &what, const std::string &value)
+{
+    check_value(what, value);
+    const std::string request = what.write;
     if (is_line(request)) {
         (void)handset.ask_line_for_success(filled(request, value));
     } else {

@@ -14,8 +14,11 @@ namespace station {
 // The value as the handset tells it now.
 std::string read_value(dialogue &handset, const identity &what);
 
-// Has the handset keep a value; whether it does is to be read back. Throws std::invalid_argument for one that no
-// request can carry.
+// Throws std::invalid_argument, with one line, for an identity that cannot be written, or not with this value.
+void check_value(const identity &what, const std::string &value);
+
+// Has the handset keep a value; whether it does is to be read back. Throws what check_value
+// throws.
 void write_value(dialogue &handset, const identity &what, const std::string &value);
 
 } // namespace station

@@ -5,11 +5,14 @@
 #include "station/text.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 #include <optional>
 #include <stdexcept>
 
 namespace station {
+
+constexpr char k_no_name[] = "(undefined)"; // of the service's, in place of a name
 
 namespace {
 
@@ -34,12 +37,11 @@ static std::optional<std::uint64_t> number_of(const std::string &text, std::uint
 {
     const bool is_hex = text.compare(0, 2, "0x") == 0;
     const std::string digits = is_hex ? text.substr(2) : text;
-    const char *valid = is_hex ? "0123456789abcdefABCDEF" : "0123456789";
-    if (digits.empty() || digits.size() > 19 || digits.find_first_not_of(valid) != std::string::npos) {
-        return std::nullopt;
-    }
-    const std::uint64_t value = std::stoull(digits, nullptr, is_hex ? 16 : 10);
-    return value <= most ? std::optional(value) : std::nullopt;
+    std::uint64_t value = 0;
+    const char *end = digits.data() + digits.size();
+    const std::from_chars_result read = std::from_chars(digits.data(), end, value, is_hex ? 16 : 10);
+    const bool is_number = read.ec == std::errc() && read.ptr == end;
+    return is_number && value <= most ? std::optional(value) : std::nullopt;
 }
 
 static std::string little_endian(std::uint64_t value, std::size_t size)
@@ -74,7 +76,8 @@ static std::size_t size_of_number(const item &what)
     if (allowed.empty()) {
         allowed = what.form == item_form::flag ? "0 or 1" : std::string("a ") + to_word(what.form);
     }
-    const std::string size = what.size == 0 ? "" : ", of " + std::to_string(what.size) + " bytes at most";
+    const std::string size =
+        what.size == 0 || !what.values.empty() ? "" : ", of " + std::to_string(what.size) + " bytes at most";
     throw std::invalid_argument(std::string(what.name) + "=" + value + " is not possible: " + what.name + " takes " +
                                 allowed + size);
 }
@@ -176,25 +179,54 @@ static std::optional<atom> raw_atom(const setting &given)
     return id ? std::optional(raw_atom(given, static_cast<std::uint8_t>(*id))) : std::nullopt;
 }
 
-static message with_items(message request, const char *word, rows<item> items, std::vector<setting> given)
+// Whether the atom of an item is among those that are given by their ids.
+static bool has_raw(const std::vector<setting> &given, std::uint8_t atom_id)
 {
+    return std::any_of(given.begin(), given.end(),
+                       [&](const setting &one) { return number_of(one.name, 0xFF) == std::uint64_t{atom_id}; });
+}
+
+[[noreturn]] static void refuse_item(const char *word, const setting &given, rows<item> items)
+{
+    const std::string what =
+        find_item(items, given.name) != nullptr ? " has one item " + given.name : " has no item " + given.name;
+    throw std::invalid_argument(word + what + ": " + names_of(items));
+}
+
+// The items in their order, each taken from what is given.
+static std::vector<atom> take_items(const char *word, rows<item> items, std::vector<setting> &given)
+{
+    std::vector<atom> atoms;
+    const item *missing = nullptr;
     for (const item &each : items) {
         const auto found =
             std::find_if(given.begin(), given.end(), [&](const setting &one) { return one.name == each.name; });
         if (found != given.end()) {
-            request.with_atom(atom_of(each, found->value));
+            atoms.push_back(atom_of(each, found->value));
             given.erase(found);
-        } else if (each.required) {
-            throw std::invalid_argument(std::string(word) + " needs " + each.name + ": " + each.meaning);
+        } else if (each.required && !has_raw(given, each.atom) && missing == nullptr) {
+            missing = &each;
         }
     }
     for (const setting &rest : given) {
-        std::optional<atom> added = raw_atom(rest);
-        if (!added) {
-            throw std::invalid_argument(std::string(word) + " has no item " + rest.name +
-                                        ", or has it once: " + names_of(items));
+        if (!number_of(rest.name, 0xFF)) {
+            refuse_item(word, rest, items); // what is misspelt is not missing
         }
-        request.with_atom(*std::move(added));
+    }
+    if (missing != nullptr) {
+        throw std::invalid_argument(std::string(word) + " needs " + missing->name + ": " + missing->meaning);
+    }
+    return atoms;
+}
+
+static message with_items(message request, const char *word, rows<item> items, std::vector<setting> given)
+{
+    std::vector<atom> atoms = take_items(word, items, given);
+    for (const setting &rest : given) {
+        atoms.push_back(raw_atom(rest).value());
+    }
+    for (atom &each : atoms) {
+        request.with_atom(std::move(each));
     }
     return request;
 }
@@ -240,18 +272,14 @@ std::int64_t signed_number_in(const atom &what)
 // What every answer has.
 constexpr named_value k_results[] = {
     {0, "done", ""},
-    {1, "failed", "nobody answered it"},
-    {10, "refused", "its handler, or what that needed, failed"},
+    {1, "failed", "refused, or it failed without its handler telling"},
+    {10, "failed in its handler", "the modem failed or refused, or a file could not be had"},
 };
 constexpr item k_result = {"result", 1, AMT_VALUE_INT, item_form::number, 0, true, "", "0 for success", k_results};
 
-static const item *known_item(const command *owner, const message &what, std::uint8_t atom_id)
+static const item *known_item(const command *owner, bool is_answer, std::uint8_t atom_id)
 {
-    if (owner == nullptr) {
-        return nullptr;
-    }
-    const bool is_answer = owner->response_id == what.id();
-    const item *found = item_of_atom(is_answer ? owner->answer : owner->request, atom_id);
+    const item *found = owner == nullptr ? nullptr : item_of_atom(is_answer ? owner->answer : owner->request, atom_id);
     return found == nullptr && is_answer && atom_id == k_result.atom ? &k_result : found;
 }
 
@@ -301,9 +329,11 @@ static std::string value_of(item_form form, const atom &what)
 std::vector<told_item> items_of(const message &what, bool is_answer)
 {
     const command *owner = command_of(what, is_answer);
+    const bool is_told_as_answer =
+        owner == nullptr ? is_answer : what.id() != owner->id || owner->response_id == owner->id;
     std::vector<told_item> all;
     for (const atom &each : what.atoms()) {
-        const item *known = known_item(owner, what, each.id);
+        const item *known = known_item(owner, is_told_as_answer, each.id);
         const item_form form = form_of(known, each);
         all.push_back({known != nullptr ? known->name : "atom " + std::to_string(each.id), known, each, form,
                        value_of(form, each), meaning_of(known, form, each)});
@@ -311,9 +341,19 @@ std::vector<told_item> items_of(const message &what, bool is_answer)
     return all;
 }
 
+std::string heading_of(const message &what, bool is_answer)
+{
+    const command *owner = command_of(what, is_answer);
+    const std::string name = name_of(what.id());
+    if (owner == nullptr || name.compare(0, sizeof(k_no_name) - 1, k_no_name) != 0) {
+        return name;
+    }
+    return owner->word + std::string(what.id() == owner->id ? "" : ", answer") + " (" + hex_byte(what.id()) + ")";
+}
+
 std::string told(const message &what, bool is_answer)
 {
-    std::string text = name_of(what.id());
+    std::string text = heading_of(what, is_answer);
     const char *separator = ": ";
     for (const told_item &each : items_of(what, is_answer)) {
         const bool is_plain = each.value.find_first_of(" ,\"()") == std::string::npos &&

@@ -32,6 +32,9 @@ struct told_item {
 // `is_answer`.
 std::vector<told_item> items_of(const message &what, bool is_answer);
 
+// The name of a message, "AMT_VERSION_RSPCMD (0x2E)"; of one that has none "download-flag, answer (0xF5)".
+std::string heading_of(const message &what, bool is_answer);
+
 // The same in one line: "AMT_VERSION_RSPCMD (0x2E): module=16 (software), version=KV-2.0, result=0 (done)".
 std::string told(const message &what, bool is_answer);
 

@@ -5,6 +5,7 @@
 #include <editline/readline.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -20,13 +21,16 @@ static completer g_complete;
 static std::vector<std::string> g_offered;
 
 // What of the line stands in front of the word that is typed; an open quote there is no reason not to complete.
-static std::vector<std::string> words_before(std::string line)
+static std::vector<std::string> words_before(const std::string &line)
 {
-    try {
-        return split_words(line);
-    } catch (const std::invalid_argument &) {
-        return split_words(line.append(line.back() == '"' ? "\"" : "'"));
+    for (const char *end : {"", "\"", "'"}) {
+        try {
+            return split_words(line + end);
+        } catch (const std::invalid_argument &) {
+            continue;
+        }
     }
+    return {};
 }
 
 // Called again with a growing `state` until it returns null; what it returns is freed by the library.
@@ -49,12 +53,17 @@ static char *next_offered(const char *typed, int state)
     return at < g_offered.size() ? strdup(g_offered[at].c_str()) : nullptr;
 }
 
+static bool ends_with_equals(std::string_view word)
+{
+    return !word.empty() && word.back() == '=';
+}
+
 static char **offer(const char *typed, int, int)
 {
     rl_attempted_completion_over = 1; // no names of files instead
     char **all = rl_completion_matches(typed, next_offered);
     // A word that ends in '=' goes on with its value.
-    rl_completion_append_character = all != nullptr && std::string_view(all[0]).back() == '=' ? '\0' : ' ';
+    rl_completion_append_character = all != nullptr && ends_with_equals(all[0]) ? '\0' : ' ';
     return all;
 }
 
@@ -68,6 +77,7 @@ line_editor::line_editor(const std::string &prompt, completer complete, const fs
     }
     g_complete = std::move(complete);
     rl_attempted_completion_function = offer;
+    rl_basic_word_break_characters = " \t\n\"'"; // not '=': what is typed behind it is of the same word
     using_history();
     stifle_history(k_history_lines);
     (void)read_history(m_history.c_str()); // none yet
@@ -89,7 +99,12 @@ std::optional<std::string> line_editor::read()
         std::string line;
         return std::getline(std::cin, line) ? std::optional(line) : std::nullopt;
     }
+    errno = 0;
     char *typed = readline(m_prompt.c_str());
+    if (typed == nullptr && errno == EINTR) {
+        std::cout << '\n' << std::flush;
+        return "";
+    }
     if (typed == nullptr) {
         return std::nullopt;
     }

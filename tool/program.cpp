@@ -7,6 +7,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -19,10 +20,18 @@ namespace tool {
 static volatile std::sig_atomic_t g_interrupted = 0;
 static int g_wake = -1; // written once, before there is a handler
 
+void say_error(const std::string &line)
+{
+    std::string one = line;
+    std::replace_if(
+        one.begin(), one.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+    std::cerr << coloured(one, colour::red, in_colour(STDERR_FILENO)) + '\n' << std::flush;
+}
+
 static exit_code told(const std::string &name, const char *what, exit_code code)
 {
     std::cout << std::flush;
-    std::cerr << name << ": " << what << '\n';
+    say_error(name + ": " + what);
     return code;
 }
 
@@ -72,6 +81,13 @@ void hold_interrupts()
 bool interrupted()
 {
     return g_interrupted != 0;
+}
+
+void forget_interrupt()
+{
+    std::uint64_t count = 0;
+    g_interrupted = 0;
+    (void)!read(g_wake, &count, sizeof(count));
 }
 
 void check_interrupted()

@@ -19,6 +19,9 @@ void hold_interrupts();
 bool interrupted();
 int interrupt_fd(); // -1 before hold_interrupts()
 
+// Takes a signal that has come for done: whoever was interrupted by it has ended, and the next one begins.
+void forget_interrupt();
+
 // Throws the failure "interrupted" once a signal has come.
 void check_interrupted();
 
@@ -26,6 +29,9 @@ void check_interrupted();
 bool in_colour(int fd);
 
 enum class colour { none, red, green, yellow, dim };
+
+// One line on standard error, in red where there are colours. Any thread.
+void say_error(const std::string &line);
 
 // The text in that colour when `on`, else as it is.
 std::string coloured(const std::string &text, colour which, bool on);

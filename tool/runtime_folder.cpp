@@ -22,7 +22,13 @@ static fs::path chosen_folder()
     if (given != nullptr && *given != '\0') {
         return fs::path(given) / "kv-zep-amt";
     }
-    return fs::temp_directory_path() / ("kv-zep-amt-" + std::to_string(getuid()));
+    std::error_code error;
+    const fs::path temporary = fs::temp_directory_path(error);
+    if (error) {
+        throw failure(exit_code::no_device,
+                      "there is no folder for temporary files: set TMPDIR or XDG_RUNTIME_DIR to one that is there");
+    }
+    return temporary / ("kv-zep-amt-" + std::to_string(getuid()));
 }
 
 // In a folder that anyone may write to, anyone could have made ours.

@@ -21,7 +21,7 @@ A port is a tty (-p /dev/ttyACM0) or an emulated handset (-p handset:NAME). With
 Examples:
   amt-station info                                who is this handset?
   amt-station get imei                            one item
-  amt-station set board=PCBA-0017                 write it and read it back
+  amt-station set board-sn=PCBA-0017              write it and read it back
   amt-station test bluetooth-check                test a device
   amt-station at AT^DSVER                         an AT line
   amt-station send version module=16 --trace -    a message, with the bytes that pass
@@ -59,6 +59,14 @@ class verb_formatter : public CLI::Formatter {
     std::string make_positionals(const CLI::App *) const override { return ""; }
 };
 
+// The library's own check of a range tells it with many zeros.
+static std::string seconds_of_a_day(const std::string &text)
+{
+    double seconds = 0;
+    const bool fits = CLI::detail::lexical_cast(text, seconds) && seconds >= 0.001 && seconds <= 86400;
+    return fits ? "" : "a wait takes 0.001 to 86400 seconds, not " + text;
+}
+
 static void add_options(CLI::App &app, settings &to, double &timeout)
 {
     app.add_option("-p,--port", to.ports, "The handset's port; several are asked side by side")
@@ -71,7 +79,7 @@ static void add_options(CLI::App &app, settings &to, double &timeout)
         ->type_name("FILE");
     app.add_option("--timeout", timeout, "How long an answer may take")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, 86400.0).description(""))
+        ->check(seconds_of_a_day)
         ->capture_default_str();
     app.add_flag("--wait", to.wait, "Wait for a port that is not there yet");
     app.add_flag("--yes,-y", to.yes, "Ask nothing");
@@ -86,9 +94,6 @@ static void add_verbs(CLI::App &app, settings &to)
         sub->add_option("words", to.words, each.about)->type_name(each.words);
         sub->callback([&to, name = each.name] { to.verb = name; });
     }
-    CLI::App *shell = app.add_subcommand("shell", "read verbs line by line, with history and completion");
-    shell->fallthrough();
-    shell->callback([&to] { to.verb = "shell"; });
 }
 
 static void build(CLI::App &app, settings &to, double &timeout)
@@ -96,7 +101,7 @@ static void build(CLI::App &app, settings &to, double &timeout)
     app.formatter(std::make_shared<verb_formatter>());
     add_options(app, to, timeout);
     add_verbs(app, to);
-    app.set_version_flag("--version", "amt-station of kv-zep-amt");
+    app.set_version_flag("--version", "amt-station (kv-zep-amt) " KV_ZEP_VERSION);
     app.footer(footer());
     app.require_subcommand(1);
 }
@@ -107,8 +112,46 @@ static std::string first_line(const std::string &text)
     return text.substr(0, text.find('\n'));
 }
 
+static std::string verb_names()
+{
+    std::string names;
+    for (const verb &each : k_verbs) {
+        names += (names.empty() ? "" : ", ") + std::string(each.name);
+    }
+    return names;
+}
+
+static void check_options(const std::vector<std::string> &words)
+{
+    const std::vector<option_name> options = option_names();
+    for (const std::string &word : words) {
+        const std::string name = word.substr(0, word.find('='));
+        const auto is_it = [&](const option_name &each) { return each.name == name; };
+        if (word.size() > 1 && word[0] == '-' && std::none_of(options.begin(), options.end(), is_it)) {
+            throw std::invalid_argument("there is no option " + name + "; \"amt-station --help\" tells what there is");
+        }
+    }
+}
+
+// The library would only say that a verb is required, whatever is wrong.
+static void check_verb(const std::vector<std::string> &words)
+{
+    const auto asks_for_help = [](const std::string &word) {
+        return word == "-h" || word == "--help" || word == "--version";
+    };
+    const std::vector<std::string> plain = plain_words(words);
+    if (!plain.empty() && find_verb(plain[0]) == nullptr) {
+        throw std::invalid_argument("there is no verb \"" + plain[0] + "\": there are " + verb_names());
+    }
+    if (plain.empty() && std::none_of(words.begin(), words.end(), asks_for_help)) {
+        check_options(words);
+        throw std::invalid_argument("say what is to be done: " + verb_names());
+    }
+}
+
 static std::optional<settings> read(std::vector<std::string> words, settings base)
 {
+    check_verb(words);
     CLI::App app(k_about, "amt-station");
     double timeout = std::chrono::duration<double>(base.timeout).count();
     build(app, base, timeout);
@@ -127,6 +170,21 @@ static std::optional<settings> read(std::vector<std::string> words, settings bas
         check_words(*what, base);
     }
     return base;
+}
+
+std::vector<std::string> plain_words(const std::vector<std::string> &words)
+{
+    const std::vector<option_name> options = option_names();
+    std::vector<std::string> plain;
+    for (std::size_t i = 0; i < words.size(); i++) {
+        const auto is_it = [&](const option_name &each) { return each.takes_value && each.name == words[i]; };
+        if (std::any_of(options.begin(), options.end(), is_it)) {
+            i++;
+        } else if (words[i].size() < 2 || words[i][0] != '-') {
+            plain.push_back(words[i]);
+        }
+    }
+    return plain;
 }
 
 std::optional<settings> read_command_line(const std::vector<std::string> &words)

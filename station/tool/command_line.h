@@ -23,4 +23,7 @@ struct option_name {
 
 std::vector<option_name> option_names();
 
+// The words that are neither options nor their values: the verb and what belongs to it.
+std::vector<std::string> plain_words(const std::vector<std::string> &words);
+
 } // namespace station_tool

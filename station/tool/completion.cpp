@@ -68,9 +68,21 @@ static words_offered of_list(const words_offered &behind_verb)
     if (behind_verb.size() <= 1) {
         return {"ports", "items", "tests", "commands"};
     }
-    return behind_verb[0] == "tests"      ? names_of(station::device_tests(), "")
+    return behind_verb[0] == "items"      ? names_of(station::identities(), "")
+           : behind_verb[0] == "tests"    ? names_of(station::device_tests(), "")
            : behind_verb[0] == "commands" ? command_words()
                                           : words_offered{};
+}
+
+static words_offered names_of_writable()
+{
+    words_offered names;
+    for (const station::identity &each : station::identities()) {
+        if (*each.write != '\0') {
+            names.push_back(std::string(each.name) + "=");
+        }
+    }
+    return names;
 }
 
 static words_offered of_verb(const verb &what, const words_offered &behind_verb)
@@ -79,7 +91,7 @@ static words_offered of_verb(const verb &what, const words_offered &behind_verb)
     case word_kind::property:
         return names_of(station::identities(), "");
     case word_kind::setting_of_property:
-        return names_of(station::identities(), "=");
+        return names_of_writable();
     case word_kind::test:
         return of_command(behind_verb, true);
     case word_kind::command:
@@ -111,46 +123,32 @@ static words_offered names_of_options(const std::vector<option_name> &options)
     return names;
 }
 
-static words_offered verb_names()
-{
-    words_offered names = names_of(k_verbs, "");
-    names.emplace_back("shell");
-    return names;
-}
-
-static words_offered offered_for(const words_offered &words)
+// What is typed is the last word, and what it may be is decided by the words before it.
+static words_offered offered_for(const words_offered &before, const std::string &typed)
 {
     const std::vector<option_name> options = option_names();
-    const auto takes_value = [&](const std::string &word) {
-        return std::any_of(options.begin(), options.end(),
-                           [&](const option_name &each) { return each.takes_value && each.name == word; });
-    };
-    words_offered plain; // neither options nor their values
-    for (std::size_t i = 0; i < words.size(); i++) {
-        const bool is_last = i + 1 == words.size();
-        const bool is_option = words[i].size() > (is_last ? 0 : 1) && words[i][0] == '-';
-        if (is_option && is_last) {
-            return names_of_options(options);
-        }
-        if (takes_value(words[i]) && i + 2 == words.size()) {
-            return words[i] == "-p" || words[i] == "--port" ? port_names() : words_offered{};
-        }
-        if (is_option) {
-            i += takes_value(words[i]) ? 1 : 0;
-        } else {
-            plain.push_back(words[i]);
-        }
+    const auto is_last = [&](const option_name &each) { return !before.empty() && each.name == before.back(); };
+    const auto option = std::find_if(options.begin(), options.end(), is_last);
+    if (option != options.end() && option->takes_value) {
+        return option->name == "-p" || option->name == "--port" ? port_names() : words_offered{};
     }
-    const verb *what = plain.size() < 2 ? nullptr : find_verb(plain[0]);
-    return plain.size() < 2  ? verb_names()
-           : what == nullptr ? words_offered{}
-                             : of_verb(*what, {plain.begin() + 1, plain.end()});
+    if (typed.compare(0, 1, "-") == 0) {
+        return names_of_options(options);
+    }
+    words_offered plain = plain_words(before);
+    if (plain.empty()) {
+        return names_of(k_verbs, "");
+    }
+    const verb *what = find_verb(plain[0]);
+    plain.push_back(typed);
+    return what == nullptr ? words_offered{} : of_verb(*what, {plain.begin() + 1, plain.end()});
 }
 
 words_offered completions(const words_offered &words)
 {
     const std::string typed = words.empty() ? "" : words.back();
-    words_offered offered = offered_for(words);
+    const words_offered before(words.begin(), words.empty() ? words.end() : words.end() - 1);
+    words_offered offered = offered_for(before, typed);
     const auto is_another = [&](const std::string &each) { return each.compare(0, typed.size(), typed) != 0; };
     offered.erase(std::remove_if(offered.begin(), offered.end(), is_another), offered.end());
     return offered;

@@ -124,17 +124,39 @@ static void list_commands(report &to)
     to.text = in_columns(lines);
 }
 
-static const station::command &command_named(const std::string &list, const std::string &name)
+static void tell_test(report &to, const station::device_test &test)
+{
+    const std::string settings = *test.settings == '\0' ? "nothing" : test.settings;
+    say(to, std::string(test.name) + ": " + test.meaning);
+    say(to, "sends, with " + settings + " set:");
+    say(to, "");
+    tell_command(to, *station::command_of_request(test.command));
+    to.result = {{"test", test.name}, {"meaning", test.meaning}, {"settings", test.settings}, {"command", to.result}};
+}
+
+static void tell_identity(report &to, const station::identity &what)
+{
+    const auto way = [](const char *request) { return *request == '\0' ? "cannot be" : request; };
+    to.result = {{"item", what.name}, {"meaning", what.meaning}, {"read", what.read}, {"write", what.write}};
+    say(to, std::string(what.name) + ": " + what.meaning);
+    to.text += in_columns({{"read", way(what.read)}, {"write", way(what.write)}});
+}
+
+static void tell_named(report &to, const std::string &list, const std::string &name)
 {
     const station::device_test *test = list == "tests" ? station::find_device_test(name) : nullptr;
-    const station::command *found = test != nullptr      ? station::command_of_request(test->command)
-                                    : list == "commands" ? station::find_command(name)
-                                                         : nullptr;
-    if (found == nullptr) {
+    const station::command *what = list == "commands" ? station::find_command(name) : nullptr;
+    const station::identity *identity = list == "items" ? station::find_identity(name) : nullptr;
+    if (identity != nullptr) {
+        tell_identity(to, *identity);
+    } else if (test != nullptr) {
+        tell_test(to, *test);
+    } else if (what != nullptr) {
+        tell_command(to, *what);
+    } else {
         throw std::invalid_argument("there is no \"" + name + "\" among the " + list + ": \"amt-station list " + list +
                                     "\" shows them");
     }
-    return *found;
 }
 
 report list(const settings &given)
@@ -150,7 +172,7 @@ report list(const settings &given)
             continue;
         }
         if (given.words.size() > 1) {
-            tell_command(told, command_named(name, given.words[1]));
+            tell_named(told, name, given.words[1]);
             return told;
         }
         told.result[name] = json::array();

@@ -65,7 +65,7 @@ place place_of(const std::string &name, bool bare)
     return emulated(name);
 }
 
-static bool is_emulated(const place &where)
+bool is_emulated(const place &where)
 {
     return where.name.compare(0, sizeof(k_handset) - 1, k_handset) == 0;
 }
@@ -81,6 +81,11 @@ void require_there(const place &where)
         throw station::no_port(where.name + " is not served in the mode of this handset: use handset:" + name +
                                    (where.framing == station::framing::bare ? "" : k_application),
                                false);
+    }
+    if (has(folder / "control")) {
+        throw station::no_port(where.name + " has no tty now: \"handset status --name " + name +
+                                   "\" tells whether it is off or its link is cut",
+                               true);
     }
     throw station::no_port(
         where.name + ": no handset of that name is on: start it with \"handset up --name " + name + "\"", true);

@@ -23,6 +23,8 @@ std::vector<place> places_found();
 // "handset:NAME/application" for its application's port, which speaks bare messages.
 place place_of(const std::string &name, bool bare);
 
+bool is_emulated(const place &where);
+
 // Throws station::no_port when nothing is there now: what there is to do about it depends on what the place is.
 void require_there(const place &where);
 

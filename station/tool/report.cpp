@@ -38,8 +38,21 @@ std::string in_columns(const std::vector<std::vector<std::string>> &rows)
 
 std::string as_printable(const std::string &bytes)
 {
-    const std::string told = station::quoted(bytes);
-    return told.size() == bytes.size() + 2 ? bytes : told.substr(1, told.size() - 2);
+    const auto is_plain = [](char c) { return c >= ' ' && c <= '~'; };
+    if (std::all_of(bytes.begin(), bytes.end(), is_plain)) {
+        return bytes;
+    }
+    std::string text;
+    for (const char c : bytes) {
+        const std::string told = station::quoted({&c, 1});
+        text += c == '"' ? "\"" : told.substr(1, told.size() - 2);
+    }
+    return text;
+}
+
+std::string as_shown(const std::string &value)
+{
+    return as_printable(value.substr(0, value.find_last_not_of("\r\n") + 1));
 }
 
 static const char *to_word(std::uint8_t type)
@@ -107,9 +120,9 @@ std::string to_text(const station::message &what, bool is_answer)
 {
     std::vector<std::vector<std::string>> rows;
     for (const station::told_item &each : station::items_of(what, is_answer)) {
-        rows.push_back({each.name, as_printable(each.value), each.meaning});
+        rows.push_back({each.name, as_shown(each.value), each.meaning});
     }
-    return station::name_of(what.id()) + '\n' + in_columns(rows);
+    return station::heading_of(what, is_answer) + '\n' + in_columns(rows);
 }
 
 } // namespace station_tool

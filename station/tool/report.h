@@ -37,8 +37,11 @@ json to_json(const station::message &what, bool is_answer);
 // The same in lines: its name, and a row for each item.
 std::string to_text(const station::message &what, bool is_answer);
 
-// Bytes as JSON can hold them: those of printable ASCII as they are, others as \xHH. The text's own backslashes are
-// doubled when there is anything else.
+// Bytes as a text of printable ASCII: as they are when they are just that, else with the escapes of C for all others
+// and for backslashes.
 std::string as_printable(const std::string &bytes);
+
+// The same for people, who need no line ends at the end.
+std::string as_shown(const std::string &value);
 
 } // namespace station_tool

@@ -46,7 +46,7 @@ static exit_code run_line(workplace &handsets, const std::string &line, const se
         throw std::invalid_argument("the shell keeps its ports: leave it to use others");
     }
     const verb &what = *find_verb(next->verb);
-    return what.ask != nullptr ? handsets.ask(what, *next) : tell(what, *next);
+    return what.ask != nullptr ? handsets.ask(what, *next) : run_verb(*next);
 }
 
 // What went wrong, told in its line.
@@ -56,21 +56,21 @@ static exit_code run_or_tell(workplace &handsets, const std::string &line, const
     return static_cast<exit_code>(tool::run("amt-station", body));
 }
 
-exit_code run_shell(const settings &given)
+exit_code run_shell(workplace &handsets, const settings &given)
 {
     const bool is_script = isatty(STDIN_FILENO) == 0;
-    workplace handsets(given);
     tool::line_editor editor("amt> ", completions, tool::history_file("amt-station"));
     while (const std::optional<std::string> line = editor.read()) {
         if (*line == "exit" || *line == "quit") {
             break;
         }
         const exit_code code = run_or_tell(handsets, *line, given);
-        if (code == exit_code::interrupted || (is_script && code != exit_code::done)) {
+        if (is_script && code != exit_code::done) {
             return code;
         }
+        tool::forget_interrupt();
     }
-    return exit_code::done;
+    return tool::interrupted() ? exit_code::interrupted : exit_code::done;
 }
 
 } // namespace station_tool

@@ -28,9 +28,10 @@ struct verb {
     std::size_t least; // how many words
     std::size_t most;
     word_kind kind;
-    const char *question; // asked before, about the handsets that are named behind it; null: none
+    const char *question;                 // asked before, about the handsets that are named behind it; null: none
+    void (*check)(const settings &given); // the words, before any handset is looked for; null: none
     report (*ask)(const target &asked, const settings &given); // null for one that asks no handset
-    report (*tell)(const settings &given);                     // null for one that does
+    report (*tell)(const settings &given);                     // null for one that does; both for the shell
 };
 
 extern const std::vector<verb> k_verbs;
@@ -50,7 +51,16 @@ report power_off(const target &asked, const settings &given);
 report decode(const settings &given);
 report list(const settings &given);
 
-// Throws std::invalid_argument when a verb has too few words or too many.
+// What is wrong with words is found before any handset is asked: these throw std::invalid_argument.
+void check_properties(const settings &given);
+void check_settings_of_properties(const settings &given);
+void check_test(const settings &given);
+void check_results(const settings &given);
+void check_line(const settings &given);
+void check_command(const settings &given);
+void check_bytes(const settings &given);
+
+// All of it for one verb: too few words, too many, wrong ones.
 void check_words(const verb &what, const settings &given);
 
 } // namespace station_tool

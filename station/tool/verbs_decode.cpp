@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -28,42 +30,75 @@ static std::string all_of(std::istream &stream)
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// What a file holds is hexadecimal digits if it can be, else the bytes themselves.
-static std::string bytes_of(const std::string &content)
+// The bytes that a line of a trace, or a record of the service's log, holds in digits; nothing for another line.
+static std::string bytes_of_line(const std::string &line)
 {
-    return is_hex(content) ? station::from_hex(content) : content;
+    constexpr struct {
+        const char *before;
+        const char *behind;
+    } k_places[] = {{" -> ", " | "}, {" <- ", " | "}, {"(data len = ", "\n"}};
+    for (const auto &place : k_places) {
+        const std::size_t at = line.find(place.before);
+        if (at == std::string::npos) {
+            continue;
+        }
+        std::string digits = line.substr(at + std::strlen(place.before));
+        digits = digits.substr(0, digits.find(place.behind));
+        digits.erase(0, place.behind[0] == '\n' ? std::min(digits.find(')') + 1, digits.size()) : 0);
+        return is_hex(digits) ? station::from_hex(digits) : "";
+    }
+    return "";
+}
+
+// What a file holds is hexadecimal digits if it can be, else a trace or a log, else the bytes themselves.
+static std::vector<std::string> parts_of(const std::string &content)
+{
+    if (is_hex(content)) {
+        return {station::from_hex(content)};
+    }
+    std::vector<std::string> parts;
+    std::istringstream lines(content);
+    for (std::string line; std::getline(lines, line);) {
+        std::string bytes = bytes_of_line(line);
+        if (!bytes.empty()) {
+            parts.push_back(std::move(bytes));
+        }
+    }
+    return parts.empty() && !content.empty() ? std::vector<std::string>{content} : parts;
 }
 
 static std::string joined(const std::vector<std::string> &words)
 {
     std::string all;
     for (const std::string &word : words) {
-        all += word + ' ';
+        all += (all.empty() ? "" : " ") + word;
     }
     return all;
 }
 
-static std::string given_bytes(const std::vector<std::string> &words)
+static std::vector<std::string> parts_of_file(const std::string &path)
 {
-    if (words.size() == 1 && words[0] == "-") {
-        return bytes_of(all_of(std::cin));
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw std::invalid_argument(station::quoted(path) + " is neither hexadecimal digits nor a file that can be " +
+                                    "read: " + std::generic_category().message(errno));
     }
-    const std::string digits = joined(words);
-    if (is_hex(digits)) {
-        return station::from_hex(digits);
-    }
-    std::ifstream file(words[0], std::ios::binary);
-    if (words.size() > 1 || !file) {
-        throw std::invalid_argument(station::quoted(words[0]) + " is neither hexadecimal digits nor a file that can " +
-                                    "be read: " + std::generic_category().message(words.size() > 1 ? EINVAL : errno));
-    }
-    return bytes_of(all_of(file));
+    return parts_of(all_of(file));
 }
 
+static std::vector<std::string> given_parts(const std::vector<std::string> &words)
+{
+    if (words.size() > 1 || is_hex(words[0])) {
+        return {station::from_hex(joined(words))};
+    }
+    return words[0] == "-" ? parts_of(all_of(std::cin)) : parts_of_file(words[0]);
+}
+
+// The first is told, the others stand in their places.
 static void tell_damage(report &to, const std::string &what)
 {
     to.code = tool::exit_code::malformed;
-    to.error += (to.error.empty() ? "" : "; ") + what;
+    to.error = to.error.empty() ? what : to.error;
 }
 
 static void tell_answer(report &to, const station::answer &what)
@@ -111,26 +146,36 @@ static void tell_rest(report &to, const station::answer_stream &stream)
     tell_answer(to, rest);
 }
 
-report decode(const settings &given)
+static void tell_bytes(report &to, const std::string &bytes)
 {
-    const std::string bytes = given_bytes(given.words);
-    report told;
-    told.result["parts"] = json::array();
     station::decoded bare = station::decode(bytes);
     if (bare.message) {
-        tell_answer(told, {station::answer_kind::message, bytes, std::move(bare.message), ""});
-        return told;
+        tell_answer(to, {station::answer_kind::message, bytes, std::move(bare.message), ""});
+        return;
     }
     if (bytes.size() > k_head_at && static_cast<std::uint8_t>(bytes[k_head_at]) == AMT_COMMAND_HEAD) {
-        tell_answer(told, {station::answer_kind::damaged, bytes, std::nullopt, bare.error});
-        return told;
+        tell_answer(to, {station::answer_kind::damaged, bytes, std::nullopt, bare.error});
+        return;
     }
     station::answer_stream stream;
     stream.add(bytes);
     while (const std::optional<station::answer> part = stream.next()) {
-        tell_answer(told, *part);
+        tell_answer(to, *part);
     }
-    tell_rest(told, stream);
+    tell_rest(to, stream);
+}
+
+report decode(const settings &given)
+{
+    const std::vector<std::string> parts = given_parts(given.words);
+    if (parts.empty() || parts[0].empty()) {
+        throw std::invalid_argument("there are no bytes to decode: see what was given for them");
+    }
+    report told;
+    told.result["parts"] = json::array();
+    for (const std::string &bytes : parts) {
+        tell_bytes(told, bytes);
+    }
     return told;
 }
 

@@ -46,7 +46,7 @@ static bool read_into(report &to, const target &asked, const station::identity &
     try {
         const std::string value = station::read_value(asked.handset, what);
         to.result["items"][what.name] = as_printable(value);
-        rows.push_back({what.name, as_printable(value)});
+        rows.push_back({what.name, as_shown(value)});
         return true;
     } catch (const station::refused &error) {
         to.result["items"][what.name] = nullptr;
@@ -78,15 +78,19 @@ report ask_information(const target &asked, const settings &)
     return told;
 }
 
+void check_properties(const settings &given)
+{
+    for (const std::string &name : given.words) {
+        (void)property_of(name);
+    }
+}
+
 report ask_properties(const target &asked, const settings &given)
 {
     require_station_port(asked, "get");
     report told;
     told.result["items"] = json::object();
     std::vector<std::vector<std::string>> rows;
-    for (const std::string &name : given.words) {
-        (void)property_of(name); // all of them, before anything is asked
-    }
     for (const std::string &name : given.words) {
         if (!read_into(told, asked, property_of(name), rows)) {
             told.code = exit_code::refused;
@@ -116,9 +120,7 @@ static std::vector<wanted> wanted_of(const settings &given)
             throw std::invalid_argument("\"" + word + "\" sets nothing: write ITEM=VALUE");
         }
         const station::identity &what = property_of(word.substr(0, at));
-        if (*what.write == '\0') {
-            throw std::invalid_argument(std::string(what.name) + " can only be read");
-        }
+        station::check_value(what, word.substr(at + 1));
         all.push_back({&what, word.substr(at + 1)});
     }
     return all;
@@ -137,10 +139,14 @@ static void write_and_read_back(report &to, const target &asked, const wanted &e
     const std::string now = station::read_value(asked.handset, *each.what);
     to.result["items"][each.what->name] = as_printable(now);
     if (now != each.value) {
-        throw station::refused(std::string(each.what->name) + " was written as " + station::quoted(each.value) +
-                               " and reads " + station::quoted(now));
+        throw station::refused("written as " + station::quoted(each.value) + ", it reads " + station::quoted(now));
     }
-    rows.push_back({each.what->name, as_printable(now), "read back"});
+    rows.push_back({each.what->name, as_shown(now), "read back"});
+}
+
+void check_settings_of_properties(const settings &given)
+{
+    (void)wanted_of(given);
 }
 
 report set_properties(const target &asked, const settings &given)
@@ -215,6 +221,11 @@ static std::vector<unsigned> stations_of(const settings &given)
         stations.push_back(i);
     }
     return stations;
+}
+
+void check_results(const settings &given)
+{
+    (void)stations_of(given);
 }
 
 report ask_results(const target &asked, const settings &given)

@@ -83,6 +83,11 @@ static std::vector<std::string> behind_first(const std::vector<std::string> &wor
     return {words.begin() + 1, words.end()};
 }
 
+void check_command(const settings &given)
+{
+    (void)request_of(given.words[0], behind_first(given.words)).envelope();
+}
+
 report send_command(const target &asked, const settings &given)
 {
     const station::message request = request_of(given.words[0], behind_first(given.words));
@@ -129,13 +134,22 @@ static std::vector<std::string> items_of_test(const station::device_test &test, 
     return items;
 }
 
+static station::message request_of(const station::device_test &test, const settings &given)
+{
+    return station::make_request(*station::command_of_request(test.command),
+                                 items_of_test(test, behind_first(given.words)));
+}
+
+void check_test(const settings &given)
+{
+    (void)request_of(test_of(given.words[0]), given).envelope();
+}
+
 report run_test(const target &asked, const settings &given)
 {
     const station::device_test &test = test_of(given.words[0]);
-    const station::command &what = *station::command_of_request(test.command);
-    require_served(asked, test, what);
-    const station::message request = station::make_request(what, items_of_test(test, behind_first(given.words)));
-    report told = ask_message(asked, request);
+    require_served(asked, test, *station::command_of_request(test.command));
+    report told = ask_message(asked, request_of(test, given));
     told.result["test"] = test.name;
     return told;
 }
@@ -161,15 +175,19 @@ static void tell_line(report &to, const std::string &text)
     }
 }
 
+void check_line(const settings &given)
+{
+    if (joined(given.words).find_first_of("\r\n") != std::string::npos) {
+        throw std::invalid_argument("one line at a time: leave line ends out");
+    }
+}
+
 report send_line(const target &asked, const settings &given)
 {
     if (asked.where.framing == station::framing::bare) {
         throw std::invalid_argument("an application's port takes no AT lines: use a station's");
     }
     const std::string line = joined(given.words);
-    if (line.find_first_of("\r\n") != std::string::npos) {
-        throw std::invalid_argument("one line at a time: leave line ends out");
-    }
     report told;
     told.result["line"] = line;
     tell_line(told, asked.handset.ask_line(line));
@@ -177,12 +195,16 @@ report send_line(const target &asked, const settings &given)
     return told;
 }
 
+void check_bytes(const settings &given)
+{
+    if (station::from_hex(joined(given.words)).empty()) {
+        throw std::invalid_argument("there are no bytes to send: write them as AA BB 0D");
+    }
+}
+
 report send_bytes(const target &asked, const settings &given)
 {
     const std::string bytes = station::from_hex(joined(given.words));
-    if (bytes.empty()) {
-        throw std::invalid_argument("there are no bytes to send: write them as AA BB 0D");
-    }
     report told;
     told.result["bytes"] = station::in_hex(bytes);
     const station::answer come = asked.handset.ask_raw(bytes);

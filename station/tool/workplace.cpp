@@ -3,6 +3,7 @@
 #include "station/tool/workplace.h"
 
 #include "station/text.h"
+#include "station/tool/shell.h"
 #include "tool/failure.h"
 #include "tool/program.h"
 
@@ -10,12 +11,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <functional>
 #include <future>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 
 namespace station_tool {
 
+namespace fs = std::filesystem;
 using tool::exit_code;
 
 constexpr int k_look_ms = 50; // for a port that is not there yet
@@ -30,14 +35,17 @@ static report failed(exit_code code, const char *what)
     return told;
 }
 
-static report ask_or_fail(const verb &what, const target &asked, const settings &given)
+// What a body reports, or what it has thrown.
+static report report_of(const std::function<report()> &body)
 {
     try {
-        return what.ask(asked, given);
+        return body();
     } catch (const tool::failure &error) {
         return failed(error.code(), error.what());
     } catch (const std::invalid_argument &error) {
         return failed(exit_code::usage, error.what());
+    } catch (const station::no_port &error) {
+        return failed(exit_code::no_device, error.what());
     } catch (const station::refused &error) {
         return failed(exit_code::refused, error.what());
     } catch (const station::timeout &error) {
@@ -62,29 +70,33 @@ static json in_envelope(const report &told, const settings &given, const std::st
     line["verb"] = given.verb;
     line["code"] = static_cast<int>(told.code);
     if (!told.error.empty()) {
-        line["error"] = as_printable(told.error);
+        line["error"] = told.error;
     }
     line["result"] = told.result;
     return line;
 }
 
-void print(const report &told, const settings &given, const std::string &port, bool several)
+// The line of an error that says itself which port it is of needs no port in front.
+static std::string line_of(const std::string &error, const std::string &port)
+{
+    return port.empty() || error.compare(0, port.size(), port) == 0 ? error : port + ": " + error;
+}
+
+static void print(const report &told, const settings &given, const std::string &port, bool several)
 {
     if (given.json) {
-        std::cout << in_envelope(told, given, port).dump() << '\n';
+        std::cout << in_envelope(told, given, port).dump(-1, ' ', false, json::error_handler_t::replace) << '\n';
     } else {
         std::cout << (several ? port + ":\n" : "") << told.text;
     }
     std::cout << std::flush;
     if (!told.error.empty()) {
-        const std::string line = "amt-station: " + (port.empty() ? "" : port + ": ") + told.error;
-        std::cerr << tool::coloured(line, tool::colour::red, tool::in_colour(STDERR_FILENO)) << '\n';
+        tool::say_error("amt-station: " + line_of(told.error, port));
     }
 }
 
-tool::exit_code tell(const verb &what, const settings &given)
+static exit_code print(const report &told, const settings &given)
 {
-    const report told = what.tell(given);
     print(told, given, "", false);
     return told.code;
 }
@@ -98,16 +110,12 @@ static void wait_a_little()
     tool::check_interrupted();
 }
 
-void workplace::open(const place &where, bool wait)
+static std::unique_ptr<station::port> open_port(const place &where, bool wait)
 {
     while (true) {
         try {
             require_there(where);
-            seat taken = {where, std::make_unique<station::port>(where.path), nullptr};
-            taken.handset = std::make_unique<station::dialogue>(taken.port->fd(), where.framing);
-            taken.handset->stop_at(tool::interrupt_fd());
-            m_seats.push_back(std::move(taken));
-            return;
+            return std::make_unique<station::port>(where.path, where.name);
         } catch (const station::no_port &error) {
             if (!wait || !error.is_missing()) {
                 throw;
@@ -115,6 +123,19 @@ void workplace::open(const place &where, bool wait)
         }
         wait_a_little();
     }
+}
+
+workplace::seat workplace::open(const place &where, bool wait)
+{
+    seat taken;
+    taken.where = where;
+    taken.fault = report_of([&] {
+        taken.port = open_port(where, wait);
+        taken.handset = std::make_unique<station::dialogue>(taken.port->fd(), where.framing);
+        taken.handset->stop_at(tool::interrupt_fd());
+        return report();
+    });
+    return taken;
 }
 
 static std::vector<place> places_awaited(const settings &given)
@@ -131,24 +152,56 @@ static std::vector<place> places_awaited(const settings &given)
     }
 }
 
+// One tty has several paths, an emulated handset's above all.
+static void require_different(const std::vector<place> &places)
+{
+    std::vector<fs::path> seen;
+    for (const place &each : places) {
+        const fs::path path = fs::weakly_canonical(each.path);
+        if (std::find(seen.begin(), seen.end(), path) != seen.end()) {
+            throw std::invalid_argument(each.name + " is named twice: name each port once");
+        }
+        seen.push_back(path);
+    }
+}
+
 workplace::workplace(const settings &given)
 {
     const std::vector<place> places = places_awaited(given);
-    for (std::size_t i = 0; i < places.size(); i++) {
-        const auto is_same = [&](const place &other) { return other.path == places[i].path; };
-        if (std::any_of(places.begin(), places.begin() + static_cast<std::ptrdiff_t>(i), is_same)) {
-            throw std::invalid_argument(places[i].name + " is named twice: name each port once");
-        }
-    }
+    require_different(places);
+    trace_to(given.trace);
     for (const place &where : places) {
-        open(where, given.wait);
+        m_seats.push_back(open(where, given.wait));
     }
-    if (!given.trace.empty()) {
-        m_trace = std::make_unique<trace>(given.trace);
+}
+
+const report *workplace::fault() const
+{
+    const auto found =
+        std::find_if(m_seats.begin(), m_seats.end(), [](const seat &each) { return each.handset == nullptr; });
+    return found == m_seats.end() ? nullptr : &found->fault;
+}
+
+// A line of the shell may have a trace of its own.
+void workplace::trace_to(const std::string &path)
+{
+    if (path != m_trace_path) {
+        m_trace = path.empty() ? nullptr : std::make_unique<trace>(path);
+        m_trace_path = path;
     }
 }
 
 // --- asking
+
+// A signal that came before a read would not end it.
+static void await_input()
+{
+    pollfd either[] = {{STDIN_FILENO, POLLIN, 0}, {tool::interrupt_fd(), POLLIN, 0}};
+    while (poll(either, 2, -1) < 0 && errno == EINTR) {
+        tool::check_interrupted();
+    }
+    tool::check_interrupted();
+}
 
 void workplace::confirm(const char *question) const
 {
@@ -160,6 +213,7 @@ void workplace::confirm(const char *question) const
         std::cerr << ' ' << each.where.name;
     }
     std::cerr << "? [y/N] " << std::flush;
+    await_input();
     std::string answer;
     (void)std::getline(std::cin, answer);
     tool::check_interrupted();
@@ -170,7 +224,11 @@ void workplace::confirm(const char *question) const
 
 void workplace::watch(const settings &given)
 {
+    trace_to(given.trace);
     for (const seat &each : m_seats) {
+        if (each.handset == nullptr) {
+            continue;
+        }
         each.handset->limit(given.timeout);
         each.handset->watch([this, verbose = given.verbose, name = each.where.name](const station::passing &what) {
             if (m_trace) {
@@ -183,24 +241,57 @@ void workplace::watch(const settings &given)
     }
 }
 
+report workplace::ask(const seat &of, const verb &what, const settings &given)
+{
+    if (of.handset == nullptr) {
+        return of.fault;
+    }
+    report told = report_of([&] { return what.ask({of.where, *of.handset}, given); });
+    if (told.code == exit_code::no_answer && is_emulated(of.where)) {
+        told.error += "; \"handset status\" tells whether its service runs";
+    }
+    return told;
+}
+
 tool::exit_code workplace::ask(const verb &what, const settings &given)
 {
     if (what.question != nullptr && !given.yes) {
         confirm(what.question);
     }
     watch(given);
+    const bool several = m_seats.size() > 1;
     std::vector<std::future<report>> reports;
     for (const seat &each : m_seats) {
-        const auto asking = [&] { return ask_or_fail(what, {each.where, *each.handset}, given); };
-        reports.push_back(std::async(m_seats.size() > 1 ? std::launch::async : std::launch::deferred, asking));
+        reports.push_back(
+            std::async(several ? std::launch::async : std::launch::deferred, [&] { return ask(each, what, given); }));
     }
     exit_code worst = exit_code::done;
     for (std::size_t i = 0; i < reports.size(); i++) {
         const report told = reports[i].get();
-        print(told, given, m_seats[i].where.name, m_seats.size() > 1);
+        print(told, given, m_seats[i].where.name, several);
         worst = std::max(worst, told.code);
     }
     return worst;
+}
+
+exit_code run_verb(const settings &given)
+{
+    const verb &what = *find_verb(given.verb);
+    if (what.tell != nullptr) {
+        return print(report_of([&] { return what.tell(given); }), given);
+    }
+    std::optional<workplace> handsets;
+    const report opened = report_of([&] {
+        handsets.emplace(given);
+        return report();
+    });
+    if (opened.code != exit_code::done) {
+        return print(opened, given);
+    }
+    if (what.ask != nullptr) {
+        return handsets->ask(what, given);
+    }
+    return handsets->fault() != nullptr ? print(*handsets->fault(), given) : run_shell(*handsets, given);
 }
 
 } // namespace station_tool

@@ -16,9 +16,13 @@ namespace station_tool {
 
 class workplace {
   public:
-    // Opens the ports that the settings name, waiting for them when these say so. Throws station::no_port,
-    // tool::failure and std::invalid_argument.
+    // Opens the ports that the settings name, waiting for them when these say so; of one that cannot be opened that is
+    // what comes of every question. Throws station::no_port, tool::failure and std::invalid_argument when it is not
+    // even known which they are.
     explicit workplace(const settings &given);
+
+    // The first that cannot be asked, or null.
+    const report *fault() const;
 
     // Has every handset asked, and prints what came of it. The status is that of the worst.
     tool::exit_code ask(const verb &what, const settings &given);
@@ -27,22 +31,22 @@ class workplace {
     struct seat {
         place where;
         std::unique_ptr<station::port> port;
-        std::unique_ptr<station::dialogue> handset;
+        std::unique_ptr<station::dialogue> handset; // null: it cannot be asked
+        report fault;                               // why not
     };
 
-    void open(const place &where, bool wait);
+    static seat open(const place &where, bool wait);
+    static report ask(const seat &of, const verb &what, const settings &given);
     void confirm(const char *question) const;
     void watch(const settings &given);
+    void trace_to(const std::string &path);
 
     std::vector<seat> m_seats;
     std::unique_ptr<trace> m_trace;
+    std::string m_trace_path;
 };
 
-// Prints a report as the settings want it. `port` is empty for what asked no handset, and printed with people's text
-// only when there are several.
-void print(const report &told, const settings &given, const std::string &port, bool several);
-
-// Asks what asks no handset, and prints what came of it.
-tool::exit_code tell(const verb &what, const settings &given);
+// Runs the verb of the settings, and prints what comes of it; what goes wrong is a result as well.
+tool::exit_code run_verb(const settings &given);
 
 } // namespace station_tool
