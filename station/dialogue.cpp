@@ -35,8 +35,8 @@ void dialogue::begin(std::string_view bytes, const std::string &meaning)
     tell(false, unasked, "unasked, passed over");
     m_announced = false;
     tell(true, bytes, meaning);
-    m_link.send_raw(bytes);
     m_asked = clock::now();
+    m_link.send_raw(bytes);
 }
 
 // A piece of an answer is more than no answer.
@@ -176,6 +176,12 @@ std::string dialogue::ask_line_for_success(std::string_view line)
     return text;
 }
 
+// Every line of an answer stands between line ends; only an echo of the request may stand before them.
+static bool begins_an_answer(const std::string &text, const std::string &line)
+{
+    return text.compare(0, 2, "\r\n") == 0 || text.compare(0, line.size(), line) == 0;
+}
+
 std::string dialogue::ask_line(std::string_view line)
 {
     const std::string bytes = as_line(line);
@@ -187,6 +193,9 @@ std::string dialogue::ask_line(std::string_view line)
             throw refused("the handset could not answer the line: " + told(*come.message, true));
         }
         text += come.kind == answer_kind::text ? come.bytes : "";
+    }
+    if (!begins_an_answer(text, bytes)) {
+        fail_malformed("the beginning of the answer is missing: " + quoted(text));
     }
     return text;
 }

@@ -59,8 +59,8 @@ class dialogue {
     // has, the one behind the request's. Others that come meanwhile, and lines of text that the modem says of its own
     // accord, are passed over. Of a request that is acknowledged twice it is the last one, or the first that is not a
     // success. A success that the handset cannot have told, as when a request has come to it in pieces, is malformed.
-    // Throws refused when the
-    // modem answers by the final result of a line: the handset had no handler for the message, and nor had the modem.
+    // Throws refused when the modem answers by the final result of a line: the handset had no handler for the message,
+    // and nor had the modem.
     message ask(const message &request);
 
     // Sends a line and returns the text of its answer, up to and with its final result, as it came. Messages that come
@@ -75,7 +75,7 @@ class dialogue {
     // Sends bytes as they are and returns the next answer, whatever it is, but no pre-response.
     answer ask_raw(std::string_view bytes);
 
-    // Whether the last answer was announced by a pre-response, and how long it took from the request's last byte.
+    // Whether the last answer was announced by a pre-response, and how long it took from the request.
     bool was_announced() const { return m_announced; }
     std::chrono::microseconds took() const { return m_took; }
 

@@ -48,8 +48,9 @@ static std::string holder_of_lock(const struct stat &tty)
     return "";
 }
 
-// A process that has the tty open, of those that may be looked at.
-static std::string holder_of_tty(dev_t device)
+// A process that has the tty open, of those that may be looked at. Every sandbox has pseudo-terminals of the same
+// numbers, in a file system of its own.
+static std::string holder_of_tty(const struct stat &tty)
 {
     const auto options = fs::directory_options::skip_permission_denied;
     std::error_code error;
@@ -60,12 +61,18 @@ static std::string holder_of_tty(dev_t device)
         }
         for (const fs::directory_entry &open : fs::directory_iterator(process.path() / "fd", options, error)) {
             struct stat found = {};
-            if (stat(open.path().c_str(), &found) == 0 && S_ISCHR(found.st_mode) && found.st_rdev == device) {
+            if (stat(open.path().c_str(), &found) == 0 && found.st_dev == tty.st_dev && found.st_ino == tty.st_ino) {
                 return name_of_process(pid);
             }
         }
     }
     return "";
+}
+
+static std::string holder_of(const struct stat &tty)
+{
+    const std::string locker = holder_of_lock(tty);
+    return locker.empty() ? holder_of_tty(tty) : locker;
 }
 
 [[noreturn]] static void refuse_busy(const std::string &name, const std::string &holder)
@@ -88,22 +95,32 @@ static std::string holder_of_tty(dev_t device)
     case EPERM:
         throw no_port(name + ": no permission; join the group that owns it (often dialout), or run as root", false);
     case EBUSY:
-        refuse_busy(name, stat(path.c_str(), &found) == 0 ? holder_of_tty(found.st_rdev) : "");
+        refuse_busy(name, stat(path.c_str(), &found) == 0 ? holder_of(found) : "");
     default:
         throw no_port(name + ": " + std::generic_category().message(error), false);
     }
 }
 
-// Other programs are kept out by two means: this program's like by the lock, and, once it is open here, all others but
-// those of root by the tty itself.
+static bool is_pseudo_terminal(const struct stat &tty)
+{
+    constexpr unsigned k_first_major = 136;
+    constexpr unsigned k_last_major = 143;
+    return major(tty.st_rdev) >= k_first_major && major(tty.st_rdev) <= k_last_major;
+}
+
+// Other programs are kept out by two means: this program's like by the lock, and all others but those of root by the
+// tty itself. The latter holds until nobody has the tty open, which of a pseudo-terminal may be long after this
+// program.
 static void lock(const std::string &name, int tty)
 {
+    struct stat found = {};
+    (void)fstat(tty, &found);
     if (flock(tty, LOCK_EX | LOCK_NB) != 0) {
-        struct stat found = {};
-        (void)fstat(tty, &found);
         refuse_busy(name, holder_of_lock(found));
     }
-    (void)ioctl(tty, TIOCEXCL);
+    if (!is_pseudo_terminal(found)) {
+        (void)ioctl(tty, TIOCEXCL);
+    }
 }
 
 // The speed is left alone: a USB tty has none, and on a real line it is the line's.

@@ -344,7 +344,10 @@ std::vector<told_item> items_of(const message &what, bool is_answer)
 std::string heading_of(const message &what, bool is_answer)
 {
     const command *owner = command_of(what, is_answer);
-    const std::string name = name_of(what.id());
+    std::string name = name_of(what.id());
+    if (is_answer && owner != nullptr && what.id() != owner->id && what.id() != owner->response_id) {
+        return owner->word + std::string(", refused (") + hex_byte(what.id()) + ")"; // the id behind the request's
+    }
     if (owner == nullptr || name.compare(0, sizeof(k_no_name) - 1, k_no_name) != 0) {
         return name;
     }

@@ -16,6 +16,7 @@ namespace tool {
 namespace fs = std::filesystem;
 
 constexpr int k_history_lines = 1000;
+constexpr int k_blank = 0x20; // as the library wants a character
 
 static completer g_complete;
 static std::vector<std::string> g_offered;
@@ -37,7 +38,7 @@ static std::vector<std::string> words_before(const std::string &line)
 static char *next_offered(const char *typed, int state)
 {
     if (state == 0) {
-        std::vector<std::string> words = words_before(std::string(rl_line_buffer, 0, std::size_t(rl_point)));
+        std::vector<std::string> words = words_before({rl_line_buffer, static_cast<std::size_t>(rl_point)});
         if (words.empty() || *typed == '\0') {
             words.emplace_back();
         }
@@ -63,7 +64,7 @@ static char **offer(const char *typed, int, int)
     rl_attempted_completion_over = 1; // no names of files instead
     char **all = rl_completion_matches(typed, next_offered);
     // A word that ends in '=' goes on with its value.
-    rl_completion_append_character = all != nullptr && ends_with_equals(all[0]) ? '\0' : ' ';
+    rl_completion_append_character = all != nullptr && ends_with_equals(all[0]) ? 0 : k_blank;
     return all;
 }
 

@@ -73,7 +73,7 @@ void hold_interrupts()
     g_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     struct sigaction action = {};
     action.sa_handler = note_interrupt; // without SA_RESTART: blocking calls return
-    for (const int number : {SIGINT, SIGTERM}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         (void)sigaction(number, &action, nullptr);
     }
 }

@@ -13,8 +13,9 @@ namespace tool {
 // the status otherwise. A closed standard output ends the tool quietly, as SIGPIPE would.
 int run(const std::string &name, const std::function<exit_code()> &body);
 
-// From now on SIGINT and SIGTERM only set a flag, so that what was begun can be put in order: blocking calls of the
-// main thread return, and the descriptor has something to read, which nobody reads. Without this they end the program.
+// From now on SIGINT, SIGTERM and SIGHUP only set a flag, so that what was begun can be put in order: blocking calls of
+// the main thread return, and the descriptor has something to read, which nobody reads. Without this they end the
+// program.
 void hold_interrupts();
 bool interrupted();
 int interrupt_fd(); // -1 before hold_interrupts()

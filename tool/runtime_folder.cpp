@@ -4,7 +4,9 @@
 
 #include "tool/failure.h"
 
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,7 +45,7 @@ static void require_own(const fs::path &folder)
 
 fs::path runtime_folder()
 {
-    const fs::path folder = chosen_folder();
+    fs::path folder = chosen_folder();
     std::error_code ignored;
     fs::create_directories(folder.parent_path(), ignored);
     (void)mkdir(folder.c_str(), S_IRWXU);
@@ -61,6 +63,21 @@ fs::path handset_folder(const std::string &name)
                                             std::to_string(k_name_max) + " letters, digits, dashes and underscores");
     }
     return runtime_folder() / name;
+}
+
+bool is_kept(const std::string &name)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    const std::string path = handset_folder(name) / "control";
+    if (path.size() >= sizeof(address.sun_path)) {
+        return false;
+    }
+    path.copy(address.sun_path, path.size());
+    const int end = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool is_there = connect(end, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0;
+    (void)close(end);
+    return is_there;
 }
 
 std::vector<std::string> handset_names()

@@ -24,6 +24,10 @@ std::filesystem::path runtime_folder();
 // anything else a failure of usage.
 std::filesystem::path handset_folder(const std::string &name);
 
+// Whether a handset of that name is kept: somebody listens on its socket. What a keeper that was killed has left leads
+// nowhere, or to somebody else's tty.
+bool is_kept(const std::string &name);
+
 // The names of the handsets that are there, sorted. Whether their keepers still live is not looked at.
 std::vector<std::string> handset_names();
 

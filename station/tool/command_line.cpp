@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -69,9 +70,9 @@ static std::string seconds_of_a_day(const std::string &text)
 
 static void add_options(CLI::App &app, settings &to, double &timeout)
 {
-    app.add_option("-p,--port", to.ports, "The handset's port; several are asked side by side")
+    app.add_option("-p,--port", to.ports,
+                   "The handset's port, else that of AMT_STATION_PORT; several are asked side by side")
         ->type_name("PORT")
-        ->envname("AMT_STATION_PORT")
         ->allow_extra_args(false);
     app.add_flag("--bare", to.bare, "The port is an application's: messages without the station's envelope");
     app.add_flag("--json", to.json, "For programs: one JSON object a line, for each port");
@@ -189,7 +190,12 @@ std::vector<std::string> plain_words(const std::vector<std::string> &words)
 
 std::optional<settings> read_command_line(const std::vector<std::string> &words)
 {
-    return read(words, {});
+    std::optional<settings> given = read(words, {});
+    const char *port = getenv("AMT_STATION_PORT"); // NOLINT(concurrency-mt-unsafe): nothing here sets variables
+    if (given && given->ports.empty() && port != nullptr && *port != '\0') {
+        given->ports.emplace_back(port);
+    }
+    return given;
 }
 
 std::optional<settings> read_shell_line(const std::vector<std::string> &words, const settings &base)

@@ -21,27 +21,6 @@ static bool has(const fs::path &path)
     return fs::exists(path, ignored);
 }
 
-std::vector<place> places_found()
-{
-    std::vector<place> found;
-    std::error_code ignored;
-    for (const fs::directory_entry &entry : fs::directory_iterator("/dev", ignored)) {
-        if (entry.path().filename().string().compare(0, 6, "ttyACM") == 0) {
-            found.push_back({entry.path(), entry.path(), station::framing::envelope});
-        }
-    }
-    std::sort(found.begin(), found.end(), [](const place &a, const place &b) { return a.name < b.name; });
-    for (const std::string &name : tool::handset_names()) {
-        for (const bool bare : {false, true}) {
-            place there = place_of(k_handset + name + (bare ? k_application : ""), bare);
-            if (has(there.path)) {
-                found.push_back(std::move(there));
-            }
-        }
-    }
-    return found;
-}
-
 static place emulated(const std::string &name)
 {
     std::string handset = name.substr(sizeof(k_handset) - 1);
@@ -57,10 +36,38 @@ static place emulated(const std::string &name)
             end.empty() ? station::framing::envelope : station::framing::bare};
 }
 
+std::vector<place> places_found()
+{
+    std::vector<place> found;
+    std::error_code ignored;
+    for (const fs::directory_entry &entry : fs::directory_iterator("/dev", ignored)) {
+        if (entry.path().filename().string().compare(0, 6, "ttyACM") == 0) {
+            found.push_back({entry.path(), entry.path(), station::framing::envelope});
+        }
+    }
+    std::sort(found.begin(), found.end(), [](const place &a, const place &b) { return a.name < b.name; });
+    for (const std::string &name : tool::handset_names()) {
+        if (!tool::is_kept(name)) {
+            continue;
+        }
+        for (const bool bare : {false, true}) {
+            place there = emulated(k_handset + name + (bare ? k_application : ""));
+            if (has(there.path)) {
+                found.push_back(std::move(there));
+            }
+        }
+    }
+    return found;
+}
+
 place place_of(const std::string &name, bool bare)
 {
     if (name.compare(0, sizeof(k_handset) - 1, k_handset) != 0) {
         return {name, name, bare ? station::framing::bare : station::framing::envelope};
+    }
+    if (bare && name.find('/') == std::string::npos) {
+        throw tool::failure(tool::exit_code::usage,
+                            name + " is for a station; its application's port is " + name + k_application);
     }
     return emulated(name);
 }
@@ -72,23 +79,27 @@ bool is_emulated(const place &where)
 
 void require_there(const place &where)
 {
-    if (!is_emulated(where) || has(where.path)) {
+    if (!is_emulated(where)) {
         return;
     }
     const fs::path folder = where.path.parent_path();
     const std::string name = folder.filename();
-    if (has(folder / (where.framing == station::framing::bare ? "station" : "application"))) {
+    const bool is_bare = where.framing == station::framing::bare;
+    if (!tool::is_kept(name)) {
+        throw station::no_port(
+            where.name + ": no handset of that name is on: start it with \"handset up --name " + name + "\"", true);
+    }
+    if (has(where.path)) {
+        return;
+    }
+    if (has(folder / (is_bare ? "station" : "application"))) {
         throw station::no_port(where.name + " is not served in the mode of this handset: use handset:" + name +
-                                   (where.framing == station::framing::bare ? "" : k_application),
+                                   (is_bare ? "" : k_application),
                                false);
     }
-    if (has(folder / "control")) {
-        throw station::no_port(where.name + " has no tty now: \"handset status --name " + name +
-                                   "\" tells whether it is off or its link is cut",
-                               true);
-    }
-    throw station::no_port(
-        where.name + ": no handset of that name is on: start it with \"handset up --name " + name + "\"", true);
+    throw station::no_port(where.name + " has no tty now: \"handset status --name " + name +
+                               "\" tells whether it is off or its link is cut",
+                           true);
 }
 
 std::vector<place> places_of(const settings &given)

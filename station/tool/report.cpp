@@ -14,6 +14,15 @@ void say(report &to, const std::string &line)
     to.text += line + '\n';
 }
 
+std::string joined(const std::vector<std::string> &words)
+{
+    std::string line;
+    for (const std::string &word : words) {
+        line += (line.empty() ? "" : " ") + word;
+    }
+    return line;
+}
+
 std::string in_columns(const std::vector<std::vector<std::string>> &rows)
 {
     std::vector<std::size_t> widths;

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -18,10 +19,14 @@ struct report {
     json result = json::object(); // for programs; the members that docs/tools.md tells
     std::string text;             // for people: whole lines
     std::string error;            // one line; empty: none
+    std::exception_ptr failure;   // what ended it before its end; the rest is as far as it came
 };
 
 // Adds a line to the text.
 void say(report &to, const std::string &line);
+
+// The words with a blank between them.
+std::string joined(const std::vector<std::string> &words);
 
 // Rows of words in columns, two blanks apart and as wide as their widest, the last one ragged; each row a line with two
 // blanks before it.

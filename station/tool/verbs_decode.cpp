@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -67,19 +68,11 @@ static std::vector<std::string> parts_of(const std::string &content)
     return parts.empty() && !content.empty() ? std::vector<std::string>{content} : parts;
 }
 
-static std::string joined(const std::vector<std::string> &words)
-{
-    std::string all;
-    for (const std::string &word : words) {
-        all += (all.empty() ? "" : " ") + word;
-    }
-    return all;
-}
-
 static std::vector<std::string> parts_of_file(const std::string &path)
 {
     std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    errno = std::filesystem::is_directory(path) ? EISDIR : errno;
+    if (!file || errno == EISDIR) {
         throw std::invalid_argument(station::quoted(path) + " is neither hexadecimal digits nor a file that can be " +
                                     "read: " + std::generic_category().message(errno));
     }
@@ -136,10 +129,7 @@ static void tell_rest(report &to, const station::answer_stream &stream)
         return;
     }
     station::answer rest{station::answer_kind::text, stream.unfinished(), std::nullopt, ""};
-    const bool is_text = std::all_of(rest.bytes.begin(), rest.bytes.end(), [](char c) {
-        return c == '\r' || c == '\n' || c == '\t' || (c >= ' ' && c <= '~');
-    });
-    if (!is_text) {
+    if (!station::is_clean_text(rest.bytes)) {
         rest.kind = station::answer_kind::damaged;
         rest.error = stream.fault_of_unfinished();
     }

@@ -39,6 +39,19 @@ static void require_station_port(const target &asked, const char *verb)
     }
 }
 
+// Does it for each, as far as the link lets it: what has been done before it failed is told all the same.
+template <typename things, typename body>
+static void for_each_told(report &told, const things &all, const body &what)
+{
+    try {
+        for (const auto &each : all) {
+            what(each);
+        }
+    } catch (const std::exception &) {
+        told.failure = std::current_exception();
+    }
+}
+
 // One handset may have no such thing and still have the next: only a failure of the link ends it all.
 static bool read_into(report &to, const target &asked, const station::identity &what,
                       std::vector<std::vector<std::string>> &rows)
@@ -62,16 +75,16 @@ report ask_information(const target &asked, const settings &)
     told.result["items"] = json::object();
     std::vector<std::vector<std::string>> rows;
     bool any = false;
-    for (const station::identity &each : station::identities()) {
+    for_each_told(told, station::identities(), [&](const station::identity &each) {
         if (each.in_information) {
             any = read_into(told, asked, each, rows) || any;
         }
-    }
+    });
     for (std::vector<std::string> &row : rows) {
         row.resize(2); // why the handset has no such thing is for "get" to say
     }
     told.text = in_columns(rows);
-    if (!any) {
+    if (!any && !told.failure) {
         told.code = exit_code::refused;
         told.error = "the handset tells nothing of itself: see with --trace - what it answers";
     }
@@ -91,13 +104,13 @@ report ask_properties(const target &asked, const settings &given)
     report told;
     told.result["items"] = json::object();
     std::vector<std::vector<std::string>> rows;
-    for (const std::string &name : given.words) {
+    for_each_told(told, given.words, [&](const std::string &name) {
         if (!read_into(told, asked, property_of(name), rows)) {
             told.code = exit_code::refused;
             told.error += (told.error.empty() ? "" : "; ") + name + ": " + rows.back().back();
             rows.pop_back();
         }
-    }
+    });
     told.text = given.words.size() == 1 && rows.size() == 1 ? rows[0][1] + '\n' : in_columns(rows);
     return told;
 }
@@ -149,21 +162,32 @@ void check_settings_of_properties(const settings &given)
     (void)wanted_of(given);
 }
 
+// A refusal ends it, and is told with the item's name.
+static void try_to_write(report &to, const target &asked, const wanted &each,
+                         std::vector<std::vector<std::string>> &rows)
+{
+    try {
+        write_and_read_back(to, asked, each, rows);
+    } catch (const station::refused &error) {
+        to.code = exit_code::refused;
+        to.error =
+            std::string(each.what->name) + ": " + error.what() + (rows.empty() ? "" : "; those before it were written");
+    }
+}
+
 report set_properties(const target &asked, const settings &given)
 {
     require_station_port(asked, "set");
     report told;
     told.result["items"] = json::object();
     std::vector<std::vector<std::string>> rows;
-    for (const wanted &each : wanted_of(given)) {
-        try {
-            write_and_read_back(told, asked, each, rows);
-        } catch (const station::refused &error) {
-            told.code = exit_code::refused;
-            told.error = std::string(each.what->name) + ": " + error.what() +
-                         (rows.empty() ? "" : "; those before it were written");
-            break;
+    for_each_told(told, wanted_of(given), [&](const wanted &each) {
+        if (told.code == exit_code::done) {
+            try_to_write(told, asked, each, rows);
         }
+    });
+    if (told.failure && !rows.empty()) {
+        told.error = "those before it were written";
     }
     told.text = in_columns(rows);
     return told;
@@ -233,7 +257,7 @@ report ask_results(const target &asked, const settings &given)
     report told;
     told.result["stations"] = json::array();
     std::vector<std::vector<std::string>> rows;
-    for (const unsigned test_station : stations_of(given)) {
+    for_each_told(told, stations_of(given), [&](unsigned test_station) {
         const verdict found = read_verdict(asked, test_station);
         told.result["stations"].push_back({{"station", test_station},
                                            {"verdict", word_of_verdict(found.number)},
@@ -242,8 +266,10 @@ report ask_results(const target &asked, const settings &given)
             rows.push_back(
                 {"station " + std::to_string(test_station), word_of_verdict(found.number), as_printable(found.remark)});
         }
-    }
-    told.text = rows.empty() ? "  no test station has left a verdict\n" : in_columns(rows);
+    });
+    told.text = rows.empty() && told.failure ? ""
+                : rows.empty()               ? "  no test station has left a verdict\n"
+                                             : in_columns(rows);
     return told;
 }
 

@@ -13,15 +13,6 @@ namespace station_tool {
 
 using tool::exit_code;
 
-static std::string joined(const std::vector<std::string> &words)
-{
-    std::string line;
-    for (const std::string &word : words) {
-        line += (line.empty() ? "" : " ") + word;
-    }
-    return line;
-}
-
 static double in_ms(std::chrono::microseconds time)
 {
     return static_cast<double>(time.count()) / 1000;

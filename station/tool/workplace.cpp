@@ -27,38 +27,51 @@ constexpr int k_look_ms = 50; // for a port that is not there yet
 
 // --- how what was thrown is told
 
-static report failed(exit_code code, const char *what)
+static void end_with(report &told, exit_code code, const char *what)
 {
-    report told;
     told.code = code;
-    told.error = what;
-    return told;
+    told.error = what + (told.error.empty() ? "" : "; " + told.error);
+}
+
+// The status and the line for what was thrown.
+static void tell_failure(report &told, const std::exception_ptr &failure)
+{
+    try {
+        std::rethrow_exception(failure);
+    } catch (const tool::failure &error) {
+        end_with(told, error.code(), error.what());
+    } catch (const std::invalid_argument &error) {
+        end_with(told, exit_code::usage, error.what());
+    } catch (const station::no_port &error) {
+        end_with(told, exit_code::no_device, error.what());
+    } catch (const station::refused &error) {
+        end_with(told, exit_code::refused, error.what());
+    } catch (const station::timeout &error) {
+        end_with(told, exit_code::no_answer, error.what());
+    } catch (const station::malformed &error) {
+        end_with(told, exit_code::malformed, error.what());
+    } catch (const station::lost &error) {
+        end_with(told, exit_code::no_device, error.what());
+    } catch (const station::stopped &error) {
+        end_with(told, exit_code::interrupted, error.what());
+    } catch (const std::exception &error) {
+        end_with(told, exit_code::refused, error.what());
+    }
 }
 
 // What a body reports, or what it has thrown.
 static report report_of(const std::function<report()> &body)
 {
+    report told;
     try {
-        return body();
-    } catch (const tool::failure &error) {
-        return failed(error.code(), error.what());
-    } catch (const std::invalid_argument &error) {
-        return failed(exit_code::usage, error.what());
-    } catch (const station::no_port &error) {
-        return failed(exit_code::no_device, error.what());
-    } catch (const station::refused &error) {
-        return failed(exit_code::refused, error.what());
-    } catch (const station::timeout &error) {
-        return failed(exit_code::no_answer, error.what());
-    } catch (const station::malformed &error) {
-        return failed(exit_code::malformed, error.what());
-    } catch (const station::lost &error) {
-        return failed(exit_code::no_device, error.what());
-    } catch (const station::stopped &error) {
-        return failed(exit_code::interrupted, error.what());
-    } catch (const std::exception &error) {
-        return failed(exit_code::refused, error.what());
+        told = body();
+    } catch (const std::exception &) {
+        told.failure = std::current_exception();
     }
+    if (told.failure) {
+        tell_failure(told, told.failure);
+    }
+    return told;
 }
 
 static json in_envelope(const report &told, const settings &given, const std::string &port)
