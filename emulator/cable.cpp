@@ -94,16 +94,18 @@ bool cable::answers(cable_end end) const
     return at(end).tty && !at(end).nobody_there;
 }
 
-void cable::flip(cable_end to, std::size_t count)
+void cable::flip(cable_end to, std::size_t count, std::size_t after)
 {
     const std::lock_guard lock(m_mutex);
     at(to).faults.flip += count;
+    at(to).faults.flip_after = after;
 }
 
-void cable::drop(cable_end to, std::size_t count)
+void cable::drop(cable_end to, std::size_t count, std::size_t after)
 {
     const std::lock_guard lock(m_mutex);
     at(to).faults.drop += count;
+    at(to).faults.drop_after = after;
 }
 
 void cable::split(cable_end to, std::size_t size)
@@ -240,15 +242,31 @@ void cable::listen(side &from, side &to)
     }
 }
 
+// Where a fault begins in the next bytes; what passes before it no longer counts.
+static std::size_t beginning(std::size_t &after, std::size_t size)
+{
+    const std::size_t passing = std::min(after, size);
+    after -= passing;
+    return passing;
+}
+
+// What is dropped is not flipped.
+void cable::harm(cable_faults &faults, std::string &bytes)
+{
+    const std::size_t drop_at = beginning(faults.drop_after, bytes.size());
+    const std::size_t dropped = std::min(faults.drop, bytes.size() - drop_at);
+    bytes.erase(drop_at, dropped);
+    faults.drop -= dropped;
+    for (std::size_t i = beginning(faults.flip_after, bytes.size()); i < bytes.size() && faults.flip > 0; i++) {
+        bytes[i] = static_cast<char>(bytes[i] ^ 1);
+        faults.flip--;
+    }
+}
+
 void cable::hear(side &to, std::string bytes)
 {
-    cable_faults &faults = to.faults;
-    const std::size_t dropped = std::min(faults.drop, bytes.size());
-    bytes.erase(0, dropped);
-    faults.drop -= dropped;
-    for (std::size_t i = 0; i < bytes.size() && faults.flip > 0; i++, faults.flip--) {
-        bytes[i] = static_cast<char>(bytes[i] ^ 1);
-    }
+    const cable_faults &faults = to.faults;
+    harm(to.faults, bytes);
     to.kept += bytes.size();
     const std::size_t size = faults.split == 0 ? bytes.size() : faults.split;
     while (!bytes.empty()) {

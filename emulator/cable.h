@@ -27,10 +27,12 @@ enum class cable_end { station, handset };
 
 // What goes wrong on the way to an end.
 struct cable_faults {
-    std::size_t flip = 0;  // so many of the next bytes arrive with their lowest bit flipped
-    std::size_t drop = 0;  // so many of the next bytes do not arrive
-    std::size_t split = 0; // bytes of a piece, each written when the one before has been taken; 0: not split
-    bool stalled = false;  // nothing passes; what comes is kept and passes later, reading for reading
+    std::size_t flip = 0;       // so many of the next bytes arrive with their lowest bit flipped
+    std::size_t flip_after = 0; // behind so many that arrive as they are
+    std::size_t drop = 0;       // so many of the next bytes do not arrive
+    std::size_t drop_after = 0; // behind so many that do
+    std::size_t split = 0;      // bytes of a piece, each written when the one before has been taken; 0: not split
+    bool stalled = false;       // nothing passes; what comes is kept and passes later, reading for reading
 };
 
 class cable {
@@ -51,9 +53,10 @@ class cable {
     // Whether there is a tty at this end, and somebody on its other side when it was last looked at.
     bool answers(cable_end end) const;
 
-    // Faults on the way to an end, from now on; flips and drops add up.
-    void flip(cable_end to, std::size_t count);
-    void drop(cable_end to, std::size_t count);
+    // Faults on the way to an end, from now on. Flips add up, and drops do; all of a kind that are still to come begin
+    // behind as many bytes as was said last.
+    void flip(cable_end to, std::size_t count, std::size_t after = 0);
+    void drop(cable_end to, std::size_t count, std::size_t after = 0);
     void split(cable_end to, std::size_t size);
     void stall(cable_end to, bool on);
     void stall_for(cable_end to, std::chrono::milliseconds time);
@@ -94,6 +97,7 @@ class cable {
     void take_next(side &end);
     void listen(side &from, side &to);
     static void hear(side &to, std::string bytes);
+    static void harm(cable_faults &faults, std::string &bytes);
     void speak(side &to);
     static bool is_stalled(side &to);
     static bool has_taken(const side &to);

@@ -29,9 +29,16 @@ constexpr int k_look_ms = 5;
 // The result of an AMT answer.
 constexpr std::uint8_t k_result_atom = 1;
 
-modem::modem(tty port, std::string_view rules)
+// The verdict of a station of the line.
+constexpr std::uint8_t k_write_verdict = 0x5B; // AMT_WRITE_TEST_RESULT_CMD
+constexpr std::uint8_t k_station_atom = 39;
+constexpr std::uint8_t k_verdict_atom = 36;
+constexpr std::uint8_t k_text_atom = 37;
+
+modem::modem(tty port, std::string_view rules, std::shared_ptr<modem_store> store)
     : m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     , m_first_rules(parse_modem_rules(rules))
+    , m_store(store != nullptr ? std::move(store) : std::make_shared<modem_store>())
     , m_rules(m_first_rules)
     , m_next(std::move(port))
 {
@@ -66,19 +73,21 @@ modem_control modem::control() const
 
 modem_memory modem::memory() const
 {
-    const std::lock_guard lock(m_mutex);
-    return m_known;
+    const std::lock_guard lock(m_store->mutex);
+    return m_store->known;
 }
 
 void modem::reset()
 {
     const std::lock_guard lock(m_mutex);
     m_rules = m_first_rules;
-    m_known.clear();
     m_control = {};
     m_received.clear();
     m_unread.clear();
     m_unsaid.clear();
+    m_answered = {}; // what was to be said is forgotten
+    const std::lock_guard store_lock(m_store->mutex);
+    m_store->known.clear();
 }
 
 void modem::teach(std::string_view rules)
@@ -271,21 +280,56 @@ static std::optional<std::string> tunnel_answer(std::string_view command, std::u
     return answer;
 }
 
-// The answer to an AMT message in its envelope; none when the frame holds no message.
-static std::optional<std::string> message_answer(const std::string &frame, std::uint32_t result)
+// The message in an envelope, as its first bytes; false when there is none in it.
+static bool take_message(const std::string &frame, amt_buffer &buffer)
 {
-    amt_buffer buffer = {};
     buffer.m_length = static_cast<std::uint32_t>(frame.size());
     std::memcpy(buffer.m_data_a, frame.data(), frame.size());
-    if (amt_convert_pc_2_app(&buffer) != 0 || buffer.m_length < AMT_COMMAND_HEADER_SIZE) {
-        return std::nullopt;
-    }
-    const std::uint8_t id = amt_message_get_command_id(buffer.m_data_a);
+    return amt_convert_pc_2_app(&buffer) == 0 && buffer.m_length >= AMT_COMMAND_HEADER_SIZE;
+}
+
+// The answer to a message, in an envelope: the next id and the result.
+static std::string message_answer(std::uint8_t id, std::uint32_t result)
+{
+    amt_buffer buffer = {};
     amt_message_init(buffer.m_data_a, static_cast<std::uint8_t>(id + 1));
     (void)amt_message_append_int(buffer.m_data_a, k_result_atom, result);
-    buffer.m_length = 0;
     (void)amt_convert_app_2_pc(&buffer); // neither can fail: there is room enough
     return std::string(buffer.m_data_a, buffer.m_data_a + buffer.m_length);
+}
+
+// Under the names that the rules of AT^DATOMW and AT^DATOMR have; without a text no older one is left.
+static void keep_verdict(const std::uint8_t *message, modem_memory &known)
+{
+    if (amt_message_find_atom(message, k_station_atom) == nullptr) {
+        return;
+    }
+    const std::string station = std::to_string(amt_message_get_int(message, k_station_atom));
+    char text[AMT_MESSAGE_SIZE] = {};
+    (void)amt_message_get_string(message, k_text_atom, text, sizeof(text));
+    known["station"] = station;
+    known["verdict[" + station + "]"] = std::to_string(amt_message_get_int(message, k_verdict_atom));
+    known["text[" + station + "]"] = text;
+}
+
+std::string modem::answer_to_frame(const std::string &frame)
+{
+    amt_buffer buffer = {};
+    if (!take_message(frame, buffer)) {
+        return k_modem_refusal;
+    }
+    const std::uint8_t id = amt_message_get_command_id(buffer.m_data_a);
+    if (id == k_write_verdict && m_control.result == 0) {
+        const std::lock_guard lock(m_store->mutex);
+        keep_verdict(buffer.m_data_a, m_store->known);
+    }
+    return message_answer(id, m_control.result);
+}
+
+std::optional<std::string> modem::answer_to_line(const std::string &line)
+{
+    const std::lock_guard lock(m_store->mutex);
+    return answer_by_rules(m_rules, line, m_store->known);
 }
 
 std::string modem::answer_to(const std::string &request)
@@ -297,9 +341,9 @@ std::string modem::answer_to(const std::string &request)
         return m_control.refusal;
     }
     if (request.compare(0, k_magic.size(), k_magic) == 0) {
-        return message_answer(request, m_control.result).value_or(k_modem_refusal);
+        return answer_to_frame(request);
     }
-    if (const std::optional<std::string> answer = answer_by_rules(m_rules, request, m_known)) {
+    if (const std::optional<std::string> answer = answer_to_line(request)) {
         return *answer;
     }
     return tunnel_answer(request, m_control.result).value_or(k_modem_refusal);

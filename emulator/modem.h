@@ -1,6 +1,7 @@
 // A model of the cellular modem behind one of its ttys, the data tty or the AT port: it answers AT lines by rules (see
 // modem_rules.h), keeping what these have it keep, and AMT messages with a result: in the station's envelope, or as the
-// hexadecimal digits of AT^DTTEST unless a rule has another answer to that. It can be told to be silent, slow, to
+// hexadecimal digits of AT^DTTEST unless a rule has another answer to that. A verdict in a message is kept as one in a
+// line is. It can be told to be silent, slow, to
 // answer in pieces or to refuse, it can be taught more rules, and it can hang up and come back, with all that it keeps.
 // A thread of its own serves the tty; all functions may be called on any thread.
 //
@@ -19,6 +20,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -37,10 +39,17 @@ struct modem_control {
     std::size_t split = 0;    // bytes of a piece, each a write of its own; 0: an answer is one piece
 };
 
+// What a modem keeps, of which each of its ports may have a model. The lock is held for a moment at a time.
+struct modem_store {
+    std::mutex mutex; // guards what is known
+    modem_memory known;
+};
+
 class modem {
   public:
-    // Throws std::runtime_error when the rules cannot be read.
-    explicit modem(tty port, std::string_view rules = k_modem_rules);
+    // Keeps what it is told in the store, which it may have in common with the model of another port and with one that
+    // comes after it; without one in a store of its own. Throws std::runtime_error when the rules cannot be read.
+    explicit modem(tty port, std::string_view rules = k_modem_rules, std::shared_ptr<modem_store> store = nullptr);
 
     // Hangs up.
     ~modem();
@@ -51,10 +60,11 @@ class modem {
     void control(const modem_control &how);
     modem_control control() const;
 
-    // What it keeps of what it has been told.
+    // What is kept of what it has been told.
     modem_memory memory() const;
 
-    // As new: forgets what it has been told, taught and sent, and answers as by default. The tty stays.
+    // As new: forgets what it has been told (the store is empty then), taught and sent, and answers as by default. The
+    // tty stays.
     void reset();
 
     // Rules that go before those it has, from now on. Throws std::runtime_error when they cannot be read; it then has
@@ -91,17 +101,19 @@ class modem {
     std::optional<std::string> take_frame();
     std::optional<std::string> take_line();
     std::string answer_to(const std::string &request);
+    std::string answer_to_frame(const std::string &frame);
+    std::optional<std::string> answer_to_line(const std::string &line);
     void answer(std::string_view bytes);
     void speak();
     void wake() const;
 
     const descriptor m_wake; // an eventfd: something below has changed
     const std::vector<modem_rule> m_first_rules;
+    const std::shared_ptr<modem_store> m_store; // its lock is taken last
 
     mutable std::mutex m_mutex; // guards everything below
     mutable std::condition_variable m_changed;
     std::vector<modem_rule> m_rules;
-    modem_memory m_known;
     modem_control m_control;
     tty m_port;                // used by the thread alone
     std::optional<tty> m_next; // the port to serve next; one without a descriptor hangs up

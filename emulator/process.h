@@ -17,8 +17,9 @@ namespace emulator {
 class init_link;
 struct process_state;
 
-// What to start, and how. It runs as 1000:1001 without any capability; with standard input from /dev/null and its
-// output collected, unless it is given descriptors of this machine in place of that, which stay the caller's.
+// What to start, and how. It runs as 1000:1001, with no capability but CAP_DAC_OVERRIDE over the handset's files; with
+// standard input from /dev/null and its output collected, unless it is given descriptors of this machine in place of
+// that, which stay the caller's.
 struct program {
     std::string path;                     // absolute, relative to `folder`, or a bare name looked up through PATH
     std::vector<std::string> arguments;   // behind argv[0]

@@ -1,4 +1,4 @@
-// Starting bubblewrap, see sandbox.h. Programs inside get their identity and lose every capability in handset-init;
+// Starting bubblewrap, see sandbox.h. Programs inside get their identity and lose their capabilities in handset-init;
 // here process 1 gets just the two it needs over the sandbox's own namespaces (mounts and device events, and mapping
 // the identity), none over this machine.
 
@@ -185,7 +185,8 @@ void sandbox::fail(const std::string &step)
     reap();
     throw std::runtime_error(step + " (" + all_of(m_errors) + "); user namespaces must be allowed on this machine: " +
                              "look at user.max_user_namespaces, and where they exist at " +
-                             "kernel.unprivileged_userns_clone and kernel.apparmor_restrict_unprivileged_userns");
+                             "kernel.unprivileged_userns_clone and kernel.apparmor_restrict_unprivileged_userns; a " +
+                             "container has to be a privileged one");
 }
 
 // bubblewrap ends when process 1 has, and that is after everything else inside.

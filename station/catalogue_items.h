@@ -164,7 +164,8 @@ constexpr item k_converter[] = {
     number("value", 151, k_required, "", "of the converter; 0: the driver has taken no question"),
 };
 constexpr item k_calibration[] = {
-    signed_number("first", 146, k_required, "", "the first of the four numbers of the battery driver; 0 when it is missing"),
+    signed_number("first", 146, k_required, "", 
+                  "the first of the four numbers of the battery driver; 0 when it is missing"),
     signed_number("second", 147, k_required, "", "the second of them; 0 when it is missing"),
     signed_number("third", 148, k_required, "", "the third of them; 0 when it is missing"),
     signed_number("fourth", 149, k_required, "", "the fourth of them; 0 when it is missing"),

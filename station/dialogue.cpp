@@ -115,10 +115,11 @@ static std::string fault_of_success(const command &what, const message &answer, 
     for (const item &each : what.answer) {
         const auto is_it = [&](const atom &one) { return one.id == each.atom; };
         if (each.required && std::none_of(answer.atoms().begin(), answer.atoms().end(), is_it)) {
-            return std::string("lacks ") + each.name;
+            return std::string("lacks ") + each.name +
+                   (announced ? "" : ", and came without a pre-response, so it is not the handset's own");
         }
     }
-    return announced ? "" : "came without a pre-response, or that was lost";
+    return announced ? "" : "came without a pre-response, so it is not the handset's own, or bytes were lost";
 }
 
 void dialogue::check(const message &request, const command *what, const message &answer)
@@ -132,7 +133,7 @@ void dialogue::check(const message &request, const command *what, const message 
     }
     const std::string fault = fault_of_success(*what, answer, m_announced || is_bare);
     if (!fault.empty()) {
-        fail_malformed("the answer " + fault + ", so it is not the handset's own: " + told(answer, true));
+        fail_malformed("the answer " + fault + ": " + told(answer, true));
     }
 }
 

@@ -341,14 +341,18 @@ std::vector<told_item> items_of(const message &what, bool is_answer)
     return all;
 }
 
+static int owner_id(const command *owner)
+{
+    return owner != nullptr ? owner->id : -1;
+}
+
 std::string heading_of(const message &what, bool is_answer)
 {
     const command *owner = command_of(what, is_answer);
     std::string name = name_of(what.id());
-    if (is_answer && owner != nullptr && what.id() != owner->id && what.id() != owner->response_id) {
-        return owner->word + std::string(", refused (") + hex_byte(what.id()) + ")"; // the id behind the request's
-    }
-    if (owner == nullptr || name.compare(0, sizeof(k_no_name) - 1, k_no_name) != 0) {
+    const bool is_named = name.compare(0, sizeof(k_no_name) - 1, k_no_name) != 0;
+    const bool is_requests = what.id() != owner_id(owner) && command_of_request(what.id()) != nullptr;
+    if (owner == nullptr || (is_named && !(is_answer && is_requests))) { // a refusal may have the id of a request
         return name;
     }
     return owner->word + std::string(what.id() == owner->id ? "" : ", answer") + " (" + hex_byte(what.id()) + ")";

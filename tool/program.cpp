@@ -54,11 +54,11 @@ int run(const std::string &name, const std::function<exit_code()> &body)
 }
 
 // All that a handler may do.
-static void note_interrupt(int)
+static void note_interrupt(int number)
 {
     const int error = errno;
     const std::uint64_t one = 1;
-    g_interrupted = 1;
+    g_interrupted = number;
     (void)!write(g_wake, &one, sizeof(one));
     errno = error;
 }
@@ -86,6 +86,9 @@ bool interrupted()
 void forget_interrupt()
 {
     std::uint64_t count = 0;
+    if (g_interrupted != SIGINT) {
+        return;
+    }
     g_interrupted = 0;
     (void)!read(g_wake, &count, sizeof(count));
 }

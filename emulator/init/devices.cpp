@@ -31,6 +31,12 @@ static bool set_raw(int master)
     return tcsetattr(master, TCSANOW, &attributes) == 0;
 }
 
+bool make_proc_read_only()
+{
+    constexpr unsigned long as_mounted = MS_NOSUID | MS_NODEV | MS_NOEXEC;
+    return mount(nullptr, "/proc", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | as_mounted, nullptr) == 0;
+}
+
 // Opens the slave once: only then does the master report a hang-up while nobody has the device open, which is how its
 // owner tells whether somebody has.
 static bool open_once(const char *slave)

@@ -10,6 +10,10 @@
 
 namespace emulator {
 
+// What of /proc is about this machine and not about a program inside can then be written by nobody inside: its owner
+// may be who runs the emulation. False with errno set.
+[[nodiscard]] bool make_proc_read_only();
+
 // A pseudo-terminal whose slave is reached by a link at `path`; its master is passed out. `raw` sets the line
 // discipline to pass every byte as it is, otherwise it stays as the kernel makes it.
 outcome open_tty(const std::string &path, bool raw);

@@ -17,18 +17,23 @@
 
 namespace emulator {
 
-static bool set_capabilities(unsigned low_mask)
+// What a service that runs as root may do to files of whatever mode. It counts for files whose owner and group the
+// programs' namespace maps, which are those of whoever runs the emulation: their modes could be changed all the same.
+constexpr unsigned long k_kept = CAP_DAC_OVERRIDE;
+
+static bool set_capabilities(unsigned low_mask, unsigned inheritable)
 {
     __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
     __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3] = {};
     data[0].effective = low_mask;
     data[0].permitted = low_mask;
+    data[0].inheritable = inheritable;
     return prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0) == 0 && syscall(SYS_capset, &header, data) == 0;
 }
 
 bool keep_one_capability()
 {
-    return set_capabilities(1U << CAP_SYS_ADMIN);
+    return set_capabilities(1U << CAP_SYS_ADMIN, 0);
 }
 
 static bool write_map(const char *path, const char *map)
@@ -97,9 +102,18 @@ static bool set_limits()
     return setrlimit(RLIMIT_CORE, &none) == 0 && setrlimit(RLIMIT_RTPRIO, &none) == 0;
 }
 
+// Ambient, so that it outlives the execution of programs and of what they start. It can be made inheritable only while
+// the bounding set has it, and the bounding set can be emptied only before the rest is given up.
+static bool keep_modes_from_counting()
+{
+    constexpr unsigned mask = 1U << k_kept;
+    return set_capabilities(mask | 1U << CAP_SETPCAP, mask) && give_up_bounding_set() && set_capabilities(mask, mask) &&
+           prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, k_kept, 0, 0) == 0;
+}
+
 bool take_identity(const descriptor &identity)
 {
-    return setns(identity.get(), CLONE_NEWUSER) == 0 && give_up_bounding_set() && set_capabilities(0) && set_limits() &&
+    return setns(identity.get(), CLONE_NEWUSER) == 0 && keep_modes_from_counting() && set_limits() &&
            prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0;
 }
 

@@ -121,6 +121,9 @@ const char *prepare(init_state &state, descriptor &children)
     if (!keep_one_capability()) {
         return "capabilities";
     }
+    if (!make_proc_read_only()) {
+        return "/proc";
+    }
     children = watch_children();
     return children ? nullptr : "signals";
 }

@@ -84,6 +84,7 @@ bench::bench(const bench_options &options, std::function<void()> idle)
     , m_idle(std::move(idle))
     , m_mode(options.mode)
     , m_plugged(options.plugged)
+    , m_modem_store(std::make_shared<emulator::modem_store>())
 {
     m_data.path = "/dev/ttyMODEM";
     m_at.path = "/dev/ttyAT";
@@ -119,10 +120,13 @@ void bench::prepare()
     }
     const bool switched = m_mode == run_mode::switched;
     handset.set_property(k_switch_property, switched ? "1" : "");
-    handset.set_property("sys.kv.amt.failure.handshake", ""); // of an earlier life
+    handset.set_property(k_handshake_property, ""); // of an earlier life
     handset.files.write(k_usb_state_file, m_plugged && m_mode != run_mode::usb ? "CONFIGURED\n" : "DISCONNECTED\n");
     handset.clear_calls();
     m_calls_seen = 0;
+    for (const std::string &name : handset.files.list("/tmp")) { // memory; a killed keeper has left its pid file there
+        handset.files.remove("/tmp/" + name);
+    }
 }
 
 // What it fails for is missing or forbidden on this machine; the line says what to do.
@@ -156,7 +160,7 @@ void bench::power_on(run_mode mode, bool plugged)
 void bench::connect()
 {
     for (modem_port *port : {&m_data, &m_at}) {
-        port->model.emplace(handset.open_tty(port->path));
+        port->model.emplace(handset.open_tty(port->path), emulator::k_modem_rules, m_modem_store);
         port->there = true;
     }
     attach_handset();
@@ -304,6 +308,9 @@ void bench::hang_up_modem(const std::string &port)
 
 void bench::return_modem(const std::string &port)
 {
+    if (port_of(port).there) {
+        return; // a new tty would cost the service its old one
+    }
     modem(port).come_back(handset.open_tty(port_of(port).path));
     port_of(port).there = true;
 }

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -35,7 +36,11 @@ struct card_slot {
 };
 
 constexpr char k_service_in_data[] = "/data/local/tmp/kv-zep-amt";
+constexpr char k_handshake_property[] = "sys.kv.amt.failure.handshake";
 constexpr char k_usb_state_file[] = "/sys/class/android_usb/android0/state";
+
+// What the property of the handshake's failure says, in words.
+std::string handshake_meaning(const std::string &value);
 
 class bench {
   public:
@@ -43,7 +48,7 @@ class bench {
     bench(const bench_options &options, std::function<void()> idle);
 
     // Boots, connects everything and, when the cable is in, starts the service; returns when it is ready. After a
-    // power-off as well, with the files that are there.
+    // power-off as well, with the files that are there and what the modem has been told.
     void power_on(run_mode mode, bool plugged);
 
     // Ends everything inside and hangs the station up.
@@ -78,7 +83,7 @@ class bench {
     std::filesystem::path link() const;
     const std::string &port() const { return m_port; } // the tty that a station or application opens; empty: none
 
-    // The modem's ports: "data" and "at".
+    // The modem's ports: "data" and "at". What they keep is one, and outlives a power-off.
     emulator::modem &modem(const std::string &port);
     void hang_up_modem(const std::string &port);
     void return_modem(const std::string &port);
@@ -111,6 +116,8 @@ class bench {
     bool try_attach_application();
     void launch();
     void await_ready();
+    [[noreturn]] void fail_to_start();
+    void require_stay();
     void await_end();
     bool is_ready() const;
     bool has_logged(const std::string &text) const;
@@ -130,6 +137,7 @@ class bench {
     emulator::descriptor m_port_slave; // keeps its settings, and the station's going from being a hang-up
     modem_port m_data;
     modem_port m_at;
+    std::shared_ptr<emulator::modem_store> m_modem_store;
     std::optional<emulator::process> m_service;
     std::optional<card_slot> m_card;
     std::size_t m_calls_seen = 0; // bytes of the record of calls

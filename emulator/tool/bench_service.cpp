@@ -73,18 +73,46 @@ static std::string last_errors(const std::vector<emulator::log_record> &records)
     return errors.empty() ? "" : ", after " + errors;
 }
 
+std::string handshake_meaning(const std::string &value)
+{
+    if (value == "1") {
+        return "not permitted: a charger at the cable, or /amt/power_usb_amt.txt forbids it";
+    }
+    if (value == "2") {
+        return "permitted, but failed or over";
+    }
+    return value.empty() ? "no start on a cable has ended" : "unknown";
+}
+
+// A start on a cable that comes to nothing ends with 0, and the property tells why.
+void bench::fail_to_start()
+{
+    const emulator::exit_status end = m_service->wait();
+    if (m_mode == run_mode::usb && end == emulator::exited(0)) {
+        throw failure(exit_code::refused,
+                      "the service did not stay: " + handshake_meaning(handset.property(k_handshake_property)));
+    }
+    throw failure(exit_code::refused, "the service " + to_string(end) + " before it was ready" +
+                                          last_errors(handset.log_records(log_path())));
+}
+
+void bench::require_stay()
+{
+    if (!m_service->running()) {
+        fail_to_start();
+    }
+}
+
 void bench::await_ready()
 {
     wait(
         "the service to be ready", [&] { return !m_service->running() || is_ready(); }, k_start_wait);
-    if (!m_service->running()) {
-        throw failure(exit_code::refused, "the service " + to_string(m_service->wait()) + " before it was ready" +
-                                              last_errors(handset.log_records(log_path())));
-    }
+    require_stay();
 }
 
 void bench::start_service()
 {
+    m_plugged = m_plugged || m_mode == run_mode::usb; // what it is started by
     attach_handset();
     launch();
     await_ready();
@@ -100,11 +128,11 @@ void bench::start_service()
 // The cable is enumerated and the modem speaks: from then on the station has its time to answer.
 void bench::announce()
 {
-    m_plugged = true;
     uevent("CONFIGURED");
     const auto told = [&](const std::string &text) {
         wait(
             "\"" + text + "\" in the service's log", [&] { return !service_runs() || has_logged(text); }, k_start_wait);
+        require_stay();
     };
     told("get usb CONFIGURED event");
     m_data.model->say(k_boot_words);
@@ -138,13 +166,13 @@ void bench::uevent(const std::string &state)
 void bench::plug()
 {
     const bool starts = !service_runs();
+    m_plugged = true; // whatever becomes of it
     if (starts) {
         start_service();
     }
     if (!starts || m_mode != run_mode::usb) {
         uevent("CONFIGURED");
     }
-    m_plugged = true;
 }
 
 void bench::unplug()

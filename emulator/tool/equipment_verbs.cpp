@@ -60,19 +60,28 @@ exit_code modem(const modem_order &order)
     return exit_code::done;
 }
 
+// How much of a fault is still to come, and behind how many bytes.
+static std::string fault_text(const json &way, const std::string &fault)
+{
+    const long after = way.value(fault + "_after", 0L);
+    return ", " + fault + " " + std::to_string(way.value(fault, 0L)) +
+           (after == 0 ? "" : " after " + std::to_string(after));
+}
+
 static void print_way(const char *label, const json &way)
 {
     std::cout << label << (way.value("stalled", false) ? "stalled" : "passes") << ", passed " << way.value("passed", 0L)
-              << ", kept " << way.value("kept", 0L) << ", flip " << way.value("flip", 0L) << ", drop "
-              << way.value("drop", 0L) << ", split " << way.value("split", 0L) << '\n';
+              << ", kept " << way.value("kept", 0L) << fault_text(way, "flip") << fault_text(way, "drop") << ", split "
+              << way.value("split", 0L) << '\n';
 }
 
 exit_code link(const link_order &order)
 {
     const bool counts = order.act == "flip" || order.act == "drop";
     const long value = counts && order.value == 0 ? 1 : order.value;
-    const json answer = ask(order.name, {{"verb", "link"}, {"act", order.act}, {"to", order.to}, {"value", value}},
-                            std::chrono::seconds(180));
+    const json answer = ask(
+        order.name, {{"verb", "link"}, {"act", order.act}, {"to", order.to}, {"value", value}, {"after", order.after}},
+        std::chrono::seconds(180));
     if (order.act != "show") {
         return exit_code::done;
     }

@@ -16,9 +16,11 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <iostream>
+#include <vector>
 
 namespace handset_tool {
 
@@ -40,11 +42,27 @@ static descriptor lock_names()
     return folder;
 }
 
+// Folders that the service has made read-only bind this program, when it is an ordinary user's. No link is followed.
+static void open_folders(const fs::path &folder)
+{
+    std::error_code ignored;
+    fs::permissions(folder, fs::perms::owner_all, ignored);
+    for (fs::directory_iterator each(folder, ignored); each != fs::directory_iterator(); each.increment(ignored)) {
+        if (fs::is_directory(each->symlink_status(ignored))) {
+            open_folders(each->path());
+        }
+    }
+}
+
 // A folder that was left; `root` may be a link to a folder that is to be kept.
 static bool remove_folder(const fs::path &folder)
 {
     std::error_code error;
-    const bool removed = fs::remove_all(folder, error) > 0;
+    bool removed = fs::remove_all(folder, error) > 0;
+    if (error == std::errc::permission_denied) {
+        open_folders(folder);
+        removed = fs::remove_all(folder, error) > 0;
+    }
     if (error) {
         throw failure(exit_code::no_device, "cannot remove " + folder.string() + ": " + error.message());
     }
@@ -62,19 +80,58 @@ bool remove_remains(const std::string &name)
 }
 
 // A handset's files in a folder of the caller's, which must not become one by mistake.
-static void link_root(const fs::path &root, const fs::path &link)
+static void prepare_root(const fs::path &root)
 {
     std::error_code error;
     fs::create_directories(root, error);
+    if (error && error != std::errc::not_a_directory && error != std::errc::file_exists) {
+        throw failure(exit_code::no_device, "cannot make " + root.string() + ": " + error.message());
+    }
     const bool is_handset = fs::is_directory(root / "handset/control", error);
     if (!fs::is_directory(root, error) || (!is_handset && !fs::is_empty(root, error))) {
         throw failure(exit_code::usage, root.string() + " is neither an empty folder nor a handset's root: name one");
     }
-    fs::create_symlink(root, link);
+    if (access(root.c_str(), W_OK) != 0) {
+        throw failure(exit_code::no_device,
+                      "cannot write in " + root.string() + ": " + std::generic_category().message(errno));
+    }
 }
 
-// The handset's folder, with the socket on which the keeper listens.
-static descriptor take_name(const up_order &order)
+// The handset whose files are in that folder.
+static std::string holder_of(const fs::path &root)
+{
+    std::error_code ignored;
+    for (const std::string &name : tool::handset_names()) {
+        const fs::path folder = tool::runtime_folder() / name;
+        if (fs::equivalent(folder / "root", root, ignored) && connect_to(folder)) {
+            return "the handset " + name;
+        }
+    }
+    return "a handset of another runtime folder";
+}
+
+// Held as long as a handset has its files there. Whatever is inside may write in the folder, so the lock is on itself.
+static descriptor lock_root(const fs::path &root)
+{
+    descriptor folder(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) {
+        throw failure(exit_code::no_device,
+                      "cannot open " + root.string() + ": " + std::generic_category().message(errno));
+    }
+    if (flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
+        throw failure(exit_code::no_device, root.string() + " is in use by " + holder_of(root) +
+                                                ": name another folder, or take that one down");
+    }
+    return folder;
+}
+
+// What a keeper has of its handset from the beginning.
+struct reservation {
+    descriptor root_lock;
+    descriptor listener; // on the socket in the handset's folder
+};
+
+static reservation take_name(const up_order &order)
 {
     const descriptor lock = lock_names();
     const fs::path folder = tool::handset_folder(order.name);
@@ -85,10 +142,17 @@ static descriptor take_name(const up_order &order)
     (void)remove_folder(folder);
     fs::create_directory(folder);
     try {
-        if (!order.root.empty()) {
-            link_root(order.root, folder / "root");
+        reservation taken;
+        if (order.root.empty()) {
+            fs::create_directory(folder / "root");
+            taken.root_lock = lock_root(folder / "root");
+        } else {
+            prepare_root(order.root);
+            taken.root_lock = lock_root(order.root);
+            fs::create_symlink(order.root, folder / "root");
         }
-        return listen_at(folder);
+        taken.listener = listen_at(folder);
+        return taken;
     } catch (...) {
         (void)remove_folder(folder);
         throw;
@@ -96,7 +160,7 @@ static descriptor take_name(const up_order &order)
 }
 
 // Away from the caller's terminal, folder and descriptors.
-static void become_daemon(const fs::path &folder, const descriptor &listener, const descriptor &report)
+static void become_daemon(const fs::path &folder, std::vector<int> kept)
 {
     (void)setsid();
     (void)prctl(PR_SET_NAME, "handset-keeper");
@@ -105,7 +169,7 @@ static void become_daemon(const fs::path &folder, const descriptor &listener, co
     (void)dup2(nothing, STDIN_FILENO);
     (void)dup2(log, STDOUT_FILENO);
     (void)dup2(log, STDERR_FILENO);
-    const int kept[] = {std::min(listener.get(), report.get()), std::max(listener.get(), report.get())};
+    std::sort(kept.begin(), kept.end());
     unsigned from = STDERR_FILENO + 1;
     for (const int fd : kept) {
         if (static_cast<unsigned>(fd) > from) {
@@ -117,10 +181,10 @@ static void become_daemon(const fs::path &folder, const descriptor &listener, co
     (void)!chdir("/"); // it is there
 }
 
-[[noreturn]] static void run_keeper(const up_order &order, const descriptor &listener, const descriptor &report)
+[[noreturn]] static void run_keeper(const up_order &order, const reservation &taken, const descriptor &report)
 {
     const fs::path folder = tool::handset_folder(order.name);
-    become_daemon(folder, listener, report);
+    become_daemon(folder, {taken.listener.get(), taken.root_lock.get(), report.get()});
     int status = 0;
     const auto leave = [&] {
         try {
@@ -130,7 +194,7 @@ static void become_daemon(const fs::path &folder, const descriptor &listener, co
         }
     };
     try {
-        keeper_loop loop({folder, order.mode, order.plugged}, listener.get());
+        keeper_loop loop({folder, order.mode, order.plugged}, taken.listener.get());
         loop.power_on(report.get());
         (void)send_line(report.get(), loop.status());
         (void)shutdown(report.get(), SHUT_RDWR);
@@ -186,7 +250,7 @@ static json await_report(pid_t keeper, int report, const fs::path &folder)
 
 json start_keeper(const up_order &order)
 {
-    descriptor listener = take_name(order);
+    reservation taken = take_name(order);
     const fs::path folder = tool::handset_folder(order.name);
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
@@ -199,9 +263,9 @@ json start_keeper(const up_order &order)
     std::cerr << std::flush;
     const pid_t keeper = fork();
     if (keeper == 0) {
-        run_keeper(order, listener, keepers_report);
+        run_keeper(order, taken, keepers_report);
     }
-    listener.reset();
+    taken = {};
     keepers_report.reset();
     if (keeper < 0) {
         (void)remove_folder(folder);

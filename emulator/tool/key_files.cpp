@@ -3,6 +3,7 @@
 #include "emulator/tool/key_files.h"
 
 #include "emulator/tool/nearest.h"
+#include "tool/failure.h"
 
 #include <algorithm>
 #include <array>
@@ -219,14 +220,24 @@ static std::string path_of(bench &of, const std::string &name)
     return path;
 }
 
+static void require_there(bench &of, const std::string &path, const std::string &what)
+{
+    if (!of.handset.files.exists(path)) {
+        throw tool::failure(tool::exit_code::refused, "the handset has no " + what);
+    }
+}
+
 std::string get_open_ended(bench &of, const std::string &name)
 {
     if (starts_with(name, "property.")) {
-        return of.handset.property(property_of(name));
+        const std::string property = property_of(name);
+        require_there(of, std::string("/dev/__properties__/").append(property), "property " + property);
+        return of.handset.property(property);
     }
     if (starts_with(name, "file.")) {
         const std::string path = path_of(of, name);
-        return of.handset.files.exists(path) ? of.handset.files.read(path) : "";
+        require_there(of, path, "file " + path);
+        return of.handset.files.read(path);
     }
     std::string text;
     for (const std::string &line : lines_of(of, entry_of(name))) {

@@ -1,5 +1,5 @@
 // What keys are kept in: control files of emulated entries, and the names that are open ended. The keeper's one thread;
-// a name or value that is none is std::invalid_argument.
+// a name or value that is none is std::invalid_argument, a property or file that is not there tool::failure.
 #pragma once
 
 #include "emulator/tool/bench.h"

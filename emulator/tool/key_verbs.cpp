@@ -3,6 +3,9 @@
 #include "emulator/tool/control.h"
 #include "emulator/tool/verbs.h"
 #include "tool/failure.h"
+#include "tool/runtime_folder.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -97,8 +100,28 @@ exit_code set(const std::string &name, const std::vector<std::string> &settings)
     return exit_code::done;
 }
 
+// By a file of the handset's folder, which the keeper writes.
+static void print_screenshot(const std::string &name)
+{
+    const fs::path path = tool::handset_folder(name) / ("screenshot-" + std::to_string(getpid()) + ".png");
+    std::string content;
+    try {
+        (void)ask(name, {{"verb", "screenshot"}, {"file", path.string()}});
+        content = content_of(path);
+    } catch (...) {
+        (void)unlink(path.c_str());
+        throw;
+    }
+    (void)unlink(path.c_str());
+    std::cout << content;
+}
+
 exit_code screenshot(const std::string &name, const std::string &file)
 {
+    if (file == "-") {
+        print_screenshot(name);
+        return exit_code::done;
+    }
     const fs::path path = fs::absolute(file);
     (void)ask(name, {{"verb", "screenshot"}, {"file", path.string()}});
     std::cerr << "written: " << file << '\n';

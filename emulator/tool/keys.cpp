@@ -50,7 +50,7 @@ constexpr key_row k_keys[] = {
      key_kind::number_file, "/sys/class/power_supply/battery/temp"},
     {"battery.converter",       "",             "the number that the battery's converter reads",
      key_kind::control, "battery.adc", "value", "1234", "", 0},
-    {"battery.driver",          "",             "whether the driver answers: ok, empty (it says nothing), failing",
+    {"battery.driver",          "",             "whether the converter's driver answers: ok, empty (nothing), failing",
      key_kind::words, "battery.read", "result", "ok", "ok empty=0 failing=-1"},
     {"battery.calibration",     "",             "the calibration that the service keeps, amt_set_vbatt[A] [B] [C] [D]",
      key_kind::text_file, "/amt/vbatt"},
@@ -85,7 +85,8 @@ constexpr key_row k_keys[] = {
     {"gps.check",               "result",       "of its check", key_kind::control, "hwt_gpsCheck", "result", "0"},
     {"gps.satellites",          "ID:dB-Hz,...", "what it receives, up to 16; empty: none",
      key_kind::special, "gps.satellites"},
-    {"microphone.loop",         "result",       "of the loop from the microphone to the ear",
+    {"microphone.loop",         "result",
+     "of the loop from microphone to ear; the service does not look at it, so no answer shows it",
      key_kind::control, "codec_loop_test", "result", "0"},
     {"player",                  "result",       "of the player of the ring tone; others than 0 play nothing",
      key_kind::control, "amt-audio", "result", "0"},
@@ -306,6 +307,8 @@ static void check_row(const key_row &row, const std::string &value)
         require_number(row, value);
     } else if (row.kind == key_kind::words) {
         (void)number_for(row, value);
+    } else if (row.kind == key_kind::text && value.empty()) {
+        throw std::invalid_argument(std::string(row.name) + " takes a text, it cannot be empty");
     }
 }
 
@@ -338,8 +341,13 @@ json all_keys(bench &of)
     json keys = json::array();
     for (const key_row &row : k_keys) {
         const bool settable = std::string_view(row.where) != "screen";
+        json values = json::array();
+        for (const word &each : words_of(row)) {
+            values.push_back(each.text);
+        }
         keys.push_back({{"key", row.name},
                         {"value", get_row(of, row)},
+                        {"values", values},
                         {"unit", row.unit},
                         {"meaning", row.meaning},
                         {"settable", settable}});

@@ -10,7 +10,7 @@
 
 namespace handset_tool {
 
-// Every row of the table: key, value, unit, meaning, settable.
+// Every row of the table: key, value, the values that have names, unit, meaning, settable.
 json all_keys(bench &of);
 
 std::string get_key(bench &of, const std::string &name);

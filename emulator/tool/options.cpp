@@ -22,14 +22,14 @@ using tool::exit_code;
 constexpr char k_examples[] = R"(
 Examples:
   handset up                              a handset that waits for a station
-  amt-station -p handset:default version  and a station that asks it
+  amt-station -p handset:default info     and a station that asks it
   handset set card=65536 charger=ac       a memory card is in, a charger at the cable
   handset modem refuse '\r\n+CME ERROR: 10\r\n'
   handset link flip --to handset          the next byte of the station arrives wrong
   handset logs -f                         what the service does
   handset down
 
-Every verb but list takes --name NAME, the handset; without it, it is the one named default.
+Every verb but list takes --name NAME, the handset, behind it or before; without it, it is the one named default.
 Exit status: 0 done, 1 refused, 2 usage, 3 no such handset, no permission or busy, 4 no answer in time, 130 interrupted.
 The handsets that are up are in $XDG_RUNTIME_DIR/kv-zep-amt/NAME.)";
 
@@ -42,7 +42,6 @@ struct command_line {
     std::string mode;
     bool all = false;
     log_options logs;
-    std::size_t newest = 0;
     std::string text;
     double timeout_s = 30;
     std::vector<std::string> words;
@@ -129,7 +128,7 @@ static void add_show_verbs(CLI::App &app, command_line &line)
         return number(logs(line.logs));
     });
     log.add_flag("-f,--follow", line.logs.follow, "And what is added, until the handset goes down");
-    log.add_option("-n,--lines", line.logs.newest, "The newest N records only");
+    log.add_option("-n,--lines", line.logs.newest, "The newest N records only")->check(CLI::NonNegativeNumber);
     add_json(log, line);
     CLI::App &waiting = add_verb(app, line, "wait-log", "Waits until a record of the log holds a text; prints it",
                                  [&line] { return number(wait_log(line.name, line.text, line.timeout_s)); });
@@ -149,9 +148,10 @@ static void add_key_verbs(CLI::App &app, command_line &line)
     CLI::App &told = add_verb(app, line, "set", "Sets keys; none when one of them cannot be",
                               [&line] { return number(set(line.name, line.words)); });
     told.add_option("KEY=VALUE", line.words, "See keys; file.PATH=@FILE takes a file of this machine")->required();
-    CLI::App &shot = add_verb(app, line, "screenshot", "Writes what the display shows as a PNG file",
-                              [&line] { return number(screenshot(line.name, line.file)); });
-    shot.add_option("FILE", line.file, "The file to write")->required();
+    CLI::App &shot =
+        add_verb(app, line, "screenshot", "Writes what the display shows as a PNG file; -: to standard output",
+                 [&line] { return number(screenshot(line.name, line.file)); });
+    shot.add_option("FILE", line.file, "The file to write, or -")->required();
 }
 
 // --- the modem and the link
@@ -274,9 +274,9 @@ static void add_link_verbs(CLI::App &app, command_line &line)
     add_json(add_link_act(family, line, "show", "What is wrong with it, and what has passed"), line);
     for (const auto &[act, meaning] : {std::pair("flip", "One bit of each of the next bytes is wrong"),
                                        std::pair("drop", "The next bytes are lost")}) {
-        add_way(add_link_act(family, line, act, meaning), line)
-            .add_option("N", line.link.value, "Bytes; 1 unless given")
-            ->check(CLI::Range(1L, k_most));
+        CLI::App &verb = add_way(add_link_act(family, line, act, meaning), line);
+        verb.add_option("N", line.link.value, "Bytes; 1 unless given")->check(CLI::Range(1L, k_most));
+        verb.add_option("--after", line.link.after, "So many bytes pass first")->check(CLI::Range(0L, k_most));
     }
     add_number(
         add_way(add_link_act(family, line, "split", "Arrives in pieces, each when the one before is taken"), line),
@@ -291,16 +291,48 @@ static void add_shell(CLI::App &app, command_line &line)
 {
     CLI::App &verb = add_verb(app, line, "shell", "Runs a command in the handset, or a shell",
                               [&line] { return shell(line.name, line.words); });
-    verb.footer("COMMAND...: all that stands behind the options, whatever it begins with: handset shell ls -l /amt\n"
-                "Without one: a shell at a terminal, else the commands on standard input.");
+    verb.footer(
+        "All that stands behind the options is the command, whatever it begins with. Several words are a program\n"
+        "and its arguments, as they are: handset shell ls -l '/amt/a  b'. One word is a line for the handset's\n"
+        "shell: handset shell 'cd /amt; ls | wc -l'. Without any: a shell at a terminal, else the commands on\n"
+        "standard input.");
+}
+
+// What parses the words of a verb: the verb below another that a word names; null when there is none.
+static const CLI::App *verb_below(const CLI::App &app, const std::string &word)
+{
+    const auto named = app.get_subcommands([&](const CLI::App *each) { return each->get_name() == word; });
+    return named.empty() ? nullptr : named.front();
+}
+
+// The handset's name may stand before its verb, but belongs to it: a verb that takes none is to say so. Without a verb
+// it says nothing.
+static void move_names_behind_verbs(const CLI::App &app, std::vector<std::string> &arguments)
+{
+    std::vector<std::string> names;
+    auto at = arguments.begin();
+    for (const CLI::App *verb = &app; at != arguments.end();) {
+        const bool is_name = *at == "--name";
+        if (is_name || at->compare(0, 7, "--name=") == 0) {
+            const auto end = at + std::min<std::ptrdiff_t>(is_name ? 2 : 1, arguments.end() - at);
+            names.insert(names.end(), at, end);
+            at = arguments.erase(at, end);
+        } else if ((verb = verb_below(*verb, *at)) != nullptr) {
+            ++at;
+        } else {
+            break;
+        }
+    }
+    if (at != arguments.begin()) {
+        arguments.insert(at, names.begin(), names.end());
+    }
 }
 
 // Takes the words of the verb shell's command off the arguments: they are not ours, whatever they look like.
 static std::vector<std::string> take_command(std::vector<std::string> &arguments)
 {
-    const auto verb = std::find(arguments.begin(), arguments.end(), "shell");
-    const bool is_verb = verb != arguments.end() && std::distance(arguments.begin(), verb) == 0;
-    auto at = is_verb ? verb + 1 : arguments.end();
+    const bool is_verb = !arguments.empty() && arguments.front() == "shell";
+    auto at = is_verb ? arguments.begin() + 1 : arguments.end();
     while (at != arguments.end() && at->size() > 1 && at->front() == '-' && *at != "--") {
         at += *at == "--name" && at + 1 != arguments.end() ? 2 : 1;
     }
@@ -314,30 +346,45 @@ static void check_verbs(const CLI::App &app, const std::vector<std::string> &arg
 {
     const CLI::App *at = &app;
     for (const std::string &word : arguments) {
-        const auto below = at->get_subcommands([](const CLI::App *) { return true; });
-        if (below.empty() || word.empty() || word.front() == '-') {
+        std::vector<std::string> names;
+        for (const CLI::App *verb : at->get_subcommands([](const CLI::App *) { return true; })) {
+            names.push_back(verb->get_name());
+        }
+        if (names.empty() || word.empty() || word.front() == '-') {
             return;
         }
-        std::vector<std::string> names;
-        const CLI::App *found = nullptr;
-        for (const CLI::App *verb : below) {
-            names.push_back(verb->get_name());
-            found = verb->get_name() == word ? verb : found;
-        }
-        if (found == nullptr) {
+        at = verb_below(*at, word);
+        if (at == nullptr) {
             const std::string near = nearest(word, names);
             throw tool::failure(exit_code::usage, "no verb " + word +
                                                       (near.empty() ? "" : ": do you mean " + near + "?") +
                                                       "; handset --help lists them");
         }
-        at = found;
     }
 }
 
-// The one line of a mistake.
-static int tell_mistake(const CLI::App &app, const CLI::ParseError &error)
+// Those that nothing takes, in the order given; the parser has its own.
+static std::string unexpected(const CLI::App &app, const std::vector<std::string> &arguments)
 {
-    std::string text = error.what();
+    std::vector<std::string> left = app.remaining(true);
+    std::string text;
+    const char *number = "argument was";
+    for (const std::string &each : arguments) {
+        const auto found = std::find(left.begin(), left.end(), each);
+        if (found != left.end()) {
+            number = text.empty() ? number : "arguments were";
+            text += (text.empty() ? "" : " ") + each;
+            left.erase(found);
+        }
+    }
+    return std::string("The following ") + number + " not expected: " + text;
+}
+
+// The one line of a mistake.
+static int tell_mistake(const CLI::App &app, const CLI::ParseError &error, const std::vector<std::string> &arguments)
+{
+    const bool is_more = dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr;
+    std::string text = is_more ? unexpected(app, arguments) : error.what();
     text.erase(std::min(text.find('\n'), text.size()));
     std::string verb = "handset";
     for (const CLI::App *at = &app; !at->get_subcommands().empty();) {
@@ -362,15 +409,16 @@ int carry_out(int argc, char **argv)
     add_link_verbs(app, line);
     add_shell(app, line);
     std::vector<std::string> arguments(argv + 1, argv + argc);
+    move_names_behind_verbs(app, arguments);
     const std::vector<std::string> command = take_command(arguments);
     check_verbs(app, arguments);
-    std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
+    std::vector<std::string> backwards(arguments.rbegin(), arguments.rend()); // as the parser wants them
     try {
-        app.parse(arguments);
+        app.parse(backwards);
     } catch (const CLI::Success &help) { // asked for, and printed
         return app.exit(help);
     } catch (const CLI::ParseError &error) {
-        return tell_mistake(app, error);
+        return tell_mistake(app, error, arguments);
     }
     if (!command.empty()) {
         line.words = command;

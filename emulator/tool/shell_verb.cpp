@@ -152,13 +152,13 @@ static int at_terminal(const descriptor &connection, json request)
 
 int shell(const std::string &name, const std::vector<std::string> &command)
 {
-    std::string line;
+    json words = json::array();
     for (const std::string &word : command) {
-        line += (line.empty() ? "" : " ") + word;
+        words.push_back(to_digits(word));
     }
     const descriptor connection = require_handset(name);
-    const json request = {{"verb", "shell"}, {"command", line}, {"term", variable("TERM", "dumb")}, {"prompt", name}};
-    if (line.empty() && isatty(STDIN_FILENO) != 0) {
+    const json request = {{"verb", "shell"}, {"words", words}, {"term", variable("TERM", "dumb")}, {"prompt", name}};
+    if (command.empty() && isatty(STDIN_FILENO) != 0) {
         return at_terminal(connection, request);
     }
     if (!send_line(connection.get(), request, {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})) {

@@ -24,6 +24,25 @@ static emulator::program shell_program(const json &request)
     return what;
 }
 
+// One word is a line for the shell; more are a program with its arguments, which the shell only looks for. Their bytes
+// come as digits.
+static std::vector<std::string> shell_arguments(const json &request)
+{
+    std::vector<std::string> words;
+    for (const std::string &digits : request.value("words", std::vector<std::string>())) {
+        words.push_back(from_digits(digits));
+    }
+    if (words.empty()) {
+        return {"-s"};
+    }
+    std::vector<std::string> arguments = {"-c", words.size() == 1 ? words[0] : "\"$@\""};
+    if (words.size() > 1) {
+        arguments.emplace_back("sh"); // how its messages call it
+        arguments.insert(arguments.end(), words.begin(), words.end());
+    }
+    return arguments;
+}
+
 // A status as a shell tells it.
 static int status_number(const emulator::exit_status &end)
 {
@@ -57,8 +76,7 @@ bool keeper_loop::start_shell(received_line &request, descriptor &connection)
         return false;
     }
     emulator::program what = shell_program(request.content);
-    const std::string command = request.content.value("command", "");
-    what.arguments = command.empty() ? std::vector<std::string>{"-s"} : std::vector<std::string>{"-c", command};
+    what.arguments = shell_arguments(request.content);
     what.in = request.descriptors[0].get();
     what.out = request.descriptors[1].get();
     what.err = request.descriptors[2].get();

@@ -79,7 +79,8 @@ exit_code list(bool as_json)
         all.push_back({{"name", name},
                        {"mode", status.value("mode", "")},
                        {"service", service_text(status)},
-                       {"station", path_of(status) == "-" ? "" : path_of(status)}});
+                       {"for", status.value("serves", "")},
+                       {"tty", path_of(status) == "-" ? "" : path_of(status)}});
     }
     if (as_json) {
         std::cout << all.dump(2) << '\n';
@@ -114,6 +115,12 @@ static std::string number_if(const char *label, const json &from, const char *ke
     return value == 0 ? "" : std::string(", ") + label + " " + std::to_string(value);
 }
 
+static std::string number_after(const json &from, const char *key)
+{
+    const long value = from.value(key, 0L);
+    return value == 0 ? "" : " after " + std::to_string(value);
+}
+
 static std::string modem_text(const json &modem)
 {
     if (!modem.value("there", false)) {
@@ -130,7 +137,8 @@ static std::string modem_text(const json &modem)
 static std::string way_text(const json &way)
 {
     return std::string(way.value("stalled", false) ? "stalled" : "passes") + number_if("flips", way, "flip") +
-           number_if("drops", way, "drop") + number_if("pieces of", way, "split") + number_if("kept", way, "kept");
+           number_after(way, "flip_after") + number_if("drops", way, "drop") + number_after(way, "drop_after") +
+           number_if("pieces of", way, "split") + number_if("kept", way, "kept");
 }
 
 static void print_devices(const json &status)
@@ -145,7 +153,8 @@ static void print_devices(const json &status)
     line("screen", status.value("screen", ""));
     const json &handshake = status["handshake"];
     line("handshake", (handshake.value("value", "").empty() ? "-" : handshake.value("value", "")) + ": " +
-                          handshake.value("meaning", ""));
+                          handshake.value("meaning", "") +
+                          (handshake.value("earlier", false) ? " (of an earlier start)" : ""));
 }
 
 exit_code status(const std::string &name, bool as_json)
@@ -167,6 +176,7 @@ exit_code status(const std::string &name, bool as_json)
         print_devices(status);
     }
     line("root", status.value("root", ""));
+    line("keeper", "pid " + std::to_string(status.value("keeper", 0)));
     return exit_code::done;
 }
 

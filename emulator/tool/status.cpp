@@ -13,19 +13,6 @@ namespace handset_tool {
 
 namespace fs = std::filesystem;
 
-constexpr char k_failure_property[] = "sys.kv.amt.failure.handshake";
-
-static std::string handshake_meaning(const std::string &value)
-{
-    if (value == "1") {
-        return "not permitted: a charger at the cable, or /amt/power_usb_amt.txt forbids it";
-    }
-    if (value == "2") {
-        return "permitted, but failed or over";
-    }
-    return value.empty() ? "no start on a cable has ended" : "unknown";
-}
-
 // By what the descriptor is: inside, another tty may have the same path.
 static bool holds(const fs::path &process, const struct stat &tty)
 {
@@ -81,6 +68,13 @@ static json service_status(const bench &of)
     return status;
 }
 
+// It is set at a start's end, so that one that still goes on has set none.
+static json handshake_status(const bench &of)
+{
+    const std::string value = of.handset.property(k_handshake_property);
+    return {{"value", value}, {"meaning", handshake_meaning(value)}, {"earlier", of.service_runs() && !value.empty()}};
+}
+
 static json modem_status(bench &of)
 {
     json status;
@@ -106,8 +100,7 @@ json status_of(bench &of)
     const std::string link = of.is_on() && !of.is_cut() ? of.link().string() : "";
     status["station"] = {{"path", link}, {"tty", of.port()}, {"holders", holders_of(of.port())}};
     if (of.is_on()) {
-        const std::string value = of.handset.property(k_failure_property);
-        status["handshake"] = {{"value", value}, {"meaning", handshake_meaning(value)}};
+        status["handshake"] = handshake_status(of);
         status["modem"] = modem_status(of);
         status["link"] = link_request(of, {{"act", "show"}});
         status["screen"] = screen_state(of.handset);

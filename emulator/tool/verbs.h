@@ -58,6 +58,7 @@ struct link_order {
     std::string act = "show";
     std::string to = "station";
     long value = 0;
+    long after = 0; // bytes
     bool as_json = false;
 };
 
@@ -65,7 +66,8 @@ struct link_order {
 tool::exit_code modem(const modem_order &order);
 tool::exit_code link(const link_order &order);
 
-// shell_verb.cpp. Returns the status of what ran.
+// shell_verb.cpp. One word is a line for the shell, more are a program and its arguments, none is a shell. Returns the
+// status of what ran.
 int shell(const std::string &name, const std::vector<std::string> &command);
 
 } // namespace handset_tool

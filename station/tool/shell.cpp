@@ -69,6 +69,9 @@ exit_code run_shell(workplace &handsets, const settings &given)
             return code;
         }
         tool::forget_interrupt();
+        if (tool::interrupted()) { // asked to end
+            return exit_code::interrupted;
+        }
     }
     return tool::interrupted() ? exit_code::interrupted : exit_code::done;
 }

@@ -5,6 +5,7 @@
 #include "tool/failure.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -46,7 +47,9 @@ static std::string bytes_of_line(const std::string &line)
         std::string digits = line.substr(at + std::strlen(place.before));
         digits = digits.substr(0, digits.find(place.behind));
         digits.erase(0, place.behind[0] == '\n' ? std::min(digits.find(')') + 1, digits.size()) : 0);
-        return is_hex(digits) ? station::from_hex(digits) : "";
+        const auto is_digit = [](unsigned char c) { return std::isxdigit(c) != 0; };
+        const bool is_whole = std::count_if(digits.begin(), digits.end(), is_digit) % 2 == 0;
+        return is_hex(digits) && is_whole ? station::from_hex(digits) : "";
     }
     return "";
 }
@@ -129,9 +132,12 @@ static void tell_rest(report &to, const station::answer_stream &stream)
         return;
     }
     station::answer rest{station::answer_kind::text, stream.unfinished(), std::nullopt, ""};
-    if (!station::is_clean_text(rest.bytes)) {
+    const auto is_ascii = [](unsigned char c) { return c < 0x80; };
+    const std::string fault = stream.fault_of_unfinished();
+    const bool is_plain = std::all_of(rest.bytes.begin(), rest.bytes.end(), is_ascii);
+    if (!station::is_clean_text(rest.bytes) || (!is_plain && !fault.empty())) {
         rest.kind = station::answer_kind::damaged;
-        rest.error = stream.fault_of_unfinished();
+        rest.error = fault;
     }
     tell_answer(to, rest);
 }

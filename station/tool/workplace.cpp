@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <functional>
 #include <future>
 #include <iostream>
@@ -228,6 +229,8 @@ void workplace::confirm(const char *question) const
     std::cerr << "? [y/N] " << std::flush;
     await_input();
     std::string answer;
+    std::clearerr(stdin); // at a terminal an end of the input is that of one answer
+    std::cin.clear();
     (void)std::getline(std::cin, answer);
     tool::check_interrupted();
     if (answer != "y" && answer != "Y" && answer != "yes") {
@@ -261,7 +264,8 @@ report workplace::ask(const seat &of, const verb &what, const settings &given)
     }
     report told = report_of([&] { return what.ask({of.where, *of.handset}, given); });
     if (told.code == exit_code::no_answer && is_emulated(of.where)) {
-        told.error += "; \"handset status\" tells whether its service runs";
+        told.error += "; \"handset status --name " + of.where.path.parent_path().filename().string() +
+                      "\" tells whether its service runs";
     }
     return told;
 }

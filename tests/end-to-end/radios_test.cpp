@@ -145,10 +145,10 @@ TEST_F(Radios, HaveTheirAddressesWrittenAndRead)
     EXPECT_EQ(m_handset.files.read("/amt/WIFI/WIFI_nvram.txt"), "66:77:88:99:AA:BB\n");
     EXPECT_EQ(m_handset.files.mode("/amt/BT/BT_Address.txt"), 0555U);
     EXPECT_EQ(m_handset.files.mode("/amt/WIFI"), 0555U);
-    EXPECT_EQ(ask(bluetooth(2).with_string(111, "00:00:00:00:00:00")), failure(0xAD)) << "they are protected now";
-    EXPECT_EQ(ask(wifi(1).with_string(153, "00:00:00:00:00:00")), failure(0xBA));
-    EXPECT_EQ(ask(bluetooth(1)), station::message(0xAD).with_string(111, "00:11:22:33:44:55").with_int(1, 0));
-    EXPECT_EQ(ask(wifi(0)), station::message(0xBA).with_string(153, "66:77:88:99:AA:BB").with_int(1, 0));
+    EXPECT_EQ(ask(bluetooth(2).with_string(111, "00:00:00:00:00:01")), done(0xAD)) << "their modes do not bind it";
+    EXPECT_EQ(ask(wifi(1).with_string(153, "00:00:00:00:00:02")), done(0xBA));
+    EXPECT_EQ(ask(bluetooth(1)), station::message(0xAD).with_string(111, "00:00:00:00:00:01").with_int(1, 0));
+    EXPECT_EQ(ask(wifi(0)), station::message(0xBA).with_string(153, "00:00:00:00:00:02").with_int(1, 0));
     (void)end(service);
 }
 

@@ -202,6 +202,15 @@ TEST(LogRecords, StayInOrderWhenTheNewestIsTheLastInTheFile)
     EXPECT_THAT(full_ring_texts(content), ElementsAre("oldest", "newest"));
 }
 
+TEST(LogRecords, OfTheStartStayInFrontOfTheRing)
+{
+    const std::string content = header() + line("10:00:00:000", "start") + line("10:00:00:001", "started") +
+                                line("10:00:03:000", "new") + line("10:00:03:001", "newest") +
+                                line("10:00:01:500", "oldest of the ring") + line("10:00:02:000", "old");
+    EXPECT_THAT(full_ring_texts(content),
+                ElementsAre("start", "started", "oldest of the ring", "old", "new", "newest"));
+}
+
 TEST(LogRecords, StayInOrderAcrossMidnight)
 {
     const std::string content = header() + line("23:59:59:000", "before") + line("00:00:01:000", "after");

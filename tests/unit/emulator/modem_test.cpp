@@ -2,6 +2,7 @@
 
 #include "modem_ends.h"
 
+#include "amt/wire/amt-convert.h"
 #include "emulator/modem.h"
 
 #include <gmock/gmock.h>
@@ -33,6 +34,20 @@ const std::string k_answer = BYTES("\xAA\xBB\xCC\xDD\x17\0\0\0\x02\0\0\0"
 const std::string k_last_request = BYTES("\xAA\xBB\xCC\xDD\x0E\0\0\0\x02\0\0\0\x06\0\xBB\xFF\0\0crc!");
 const std::string k_refused_answer = BYTES("\xAA\xBB\xCC\xDD\x17\0\0\0\x02\0\0\0"
                                            "\x0F\0\xBB\0\x09\0\xEE\x01\x01\x04\0\x01\0\0\0\x58\x80\xD2\x73");
+
+// A station's verdict, as it is relayed: AMT_WRITE_TEST_RESULT_CMD.
+std::string verdict_message(std::uint32_t station, std::uint32_t verdict, const char *text)
+{
+    amt_buffer buffer = {};
+    amt_message_init(buffer.m_data_a, 0x5B);
+    (void)amt_message_append_int(buffer.m_data_a, 39, station);
+    (void)amt_message_append_int(buffer.m_data_a, 36, verdict);
+    if (text != nullptr) {
+        (void)amt_message_append_string(buffer.m_data_a, 37, text);
+    }
+    (void)amt_convert_app_2_pc(&buffer);
+    return {buffer.m_data_a, buffer.m_data_a + buffer.m_length};
+}
 
 struct exchange_row {
     const char *name;
@@ -97,6 +112,58 @@ TEST(Modem, AnswersLinesAndMessages)
         EXPECT_EQ(tested.service.read_exactly(name.size()), name)
             << "there was more of an answer, or it lost its place";
     }
+}
+
+TEST(Modem, KeepsAVerdictInAMessageAsOneInALine)
+{
+    const struct {
+        const char *name;
+        std::string told;
+        const char *kept; // behind the station
+    } rows[] = {
+        {"verdict and text", verdict_message(3, 1, "RF, low"), "1,RF, low"},
+        {"no text", verdict_message(3, 2, nullptr), "2,"},
+        {"in place of an older one", "AT^DATOMW=3,1,old\r" + verdict_message(3, 2, nullptr), "2,"},
+        {"before a newer one", verdict_message(3, 1, "old") + "AT^DATOMW=3,2,new\r", "2,new"},
+        {"another station's", verdict_message(4, 1, "other"), "0,"},
+    };
+    for (const auto &row : rows) {
+        terminal_modem tested;
+        const std::string answer = std::string("\r\n^DATOMR: 3,") + row.kept + "\r\n" + k_ok;
+        tested.service.write(row.told + "AT^DATOMR=1,3\r");
+        EXPECT_THAT(tested.service.read_until("^DATOMR"), HasSubstr("\x5C")) << row.name;
+        EXPECT_EQ(tested.service.read_exactly(answer.size() - 9), answer.substr(9)) << row.name;
+    }
+}
+
+TEST(Modem, KeepsNoVerdictThatItAnswersWithAFailure)
+{
+    terminal_modem tested;
+    modem_control failing;
+    failing.result = 1;
+    tested.model.control(failing);
+    tested.service.write(verdict_message(3, 1, "text"));
+    tested.model.wait_received(verdict_message(3, 1, "text"));
+    EXPECT_THAT(tested.model.memory(), testing::IsEmpty());
+}
+
+TEST(Modem, SharesWhatItKeepsWithTheModelOfAnotherPort)
+{
+    const auto store = std::make_shared<emulator::modem_store>();
+    terminal at_port = make_terminal();
+    emulator::tty at_service = open_device(at_port.path);
+    emulator::modem at_model(std::move(at_port.far_end), emulator::k_modem_rules, store);
+    {
+        terminal data_port = make_terminal();
+        emulator::tty data_service = open_device(data_port.path);
+        const emulator::modem data_model(std::move(data_port.far_end), emulator::k_modem_rules, store);
+        data_service.write("AT^DMSN=NEW1\r");
+        EXPECT_EQ(data_service.read_exactly(k_ok.size()), k_ok);
+    }
+    at_service.write("AT^DMSN\r");
+    EXPECT_EQ(at_service.read_exactly(k_new_serial.size()), k_new_serial) << "also when that one has gone";
+    at_model.reset();
+    EXPECT_THAT(store->known, testing::IsEmpty());
 }
 
 TEST(Modem, AnswersTheSameWhereverTheReadsAreCut)

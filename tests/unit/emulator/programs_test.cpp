@@ -17,14 +17,36 @@ TEST_F(Programs, RunAsTheSystemUserInTheRadioGroup)
     EXPECT_EQ(output_of(m_handset, "id -u; id -g; id -un; id -gn"), "1000\n1001\nsystem\nradio\n");
 }
 
-TEST_F(Programs, HaveNoCapabilityAndNoWayToGetOne)
+// CAP_DAC_OVERRIDE, in their own user namespace.
+TEST_F(Programs, HaveOneCapabilityAndNoWayToGetAnother)
 {
-    EXPECT_EQ(output_of(m_handset, "grep -E 'Cap|NoNewPrivs' /proc/self/status"), "CapInh:\t0000000000000000\n"
-                                                                                  "CapPrm:\t0000000000000000\n"
-                                                                                  "CapEff:\t0000000000000000\n"
+    EXPECT_EQ(output_of(m_handset, "grep -E 'Cap|NoNewPrivs' /proc/self/status"), "CapInh:\t0000000000000002\n"
+                                                                                  "CapPrm:\t0000000000000002\n"
+                                                                                  "CapEff:\t0000000000000002\n"
                                                                                   "CapBnd:\t0000000000000000\n"
-                                                                                  "CapAmb:\t0000000000000000\n"
+                                                                                  "CapAmb:\t0000000000000002\n"
                                                                                   "NoNewPrivs:\t1\n");
+}
+
+// As a service that runs as root on a handset.
+TEST_F(Programs, WriteAgainWhatTheyHaveMadeReadOnly)
+{
+    EXPECT_EQ(output_of(m_handset, "mkdir /amt/BT && echo once >/amt/BT/a && chmod 0555 /amt/BT/a /amt/BT && "
+                                   "echo again >/amt/BT/a && echo more >/amt/BT/b && cat /amt/BT/a /amt/BT/b && "
+                                   "rm -r /amt/BT && echo gone"),
+              "again\nmore\ngone\n");
+}
+
+// What of this machine is seen inside stays as it is, whoever runs the emulation. Null devices are no part of it.
+TEST_F(Programs, CanWriteNothingOfThisMachine)
+{
+    EXPECT_EQ(output_of(m_handset, "find /usr /lib/. /etc/alternatives /handset/bin/handset-init "
+                                   "/handset/bin/libhandset-preload.so -maxdepth 2 ! -type l | "
+                                   "while read -r path; do [ -w \"$path\" ] && echo \"$path\"; done; true"),
+              "");
+    EXPECT_EQ(output_of(m_handset, "find /proc -path /proc/driver -prune -o ! -type l -print 2>/dev/null | "
+                                   "while read -r path; do [ -w \"$path\" ] && echo \"$path\"; done; true"),
+              "");
 }
 
 TEST_F(Programs, ProcessOneHasNoPowerOverThisMachine)

@@ -127,10 +127,10 @@ struct outcome {
     std::string bytes; // of all answers, and what is unfinished
 };
 
-outcome outcome_of(const std::vector<std::string> &reads)
+outcome outcome_of(const std::vector<std::string> &reads, station::framing how = station::framing::envelope)
 {
     outcome result;
-    station::answer_stream stream;
+    station::answer_stream stream(how);
     for (const std::string &read : reads) {
         stream.add(read);
         while (const std::optional<answer> next = stream.next()) {
@@ -235,6 +235,179 @@ TEST(StationAnswers, PrintAsTheyAreTold)
     std::ostringstream printed;
     printed << only_answer(k_ok) << '|' << only_answer(k_pre_response) << '|' << only_answer(k_text_ok);
     EXPECT_EQ(printed.str(), k_ok_told + "|pre-response|" + k_text_ok_told);
+}
+
+// --- the lines of a text
+
+struct final_row {
+    const char *name;
+    const char *text;
+    const char *final; // empty: none
+    std::vector<std::string> before;
+};
+
+TEST(StationAnswers, TellTheFinalResultAndTheLinesBeforeIt)
+{
+    const final_row rows[] = {
+        {"nothing", "", "", {}},
+        {"OK", "\r\nOK\r\n", "OK", {}},
+        {"ERROR", "\r\nERROR\r\n", "ERROR", {}},
+        {"CME error", "\r\n+CME ERROR: 100\r\n", "+CME ERROR: 100", {}},
+        {"CMS error", "\r\n+CMS ERROR: no network\r\n", "+CMS ERROR: no network", {}},
+        {"a value", "\r\n^DSVER: \"1\"\r\n\r\nOK\r\n", "OK", {"^DSVER: \"1\""}},
+        {"several values", "\r\na b\r\nc\r\n\r\n\r\n d \r\n\r\nERROR\r\n", "ERROR", {"a b", "c", " d "}},
+        {"an echo", "AT\r\r\nOK\r\n", "OK", {"AT"}},
+        {"a line without a final result", "\r\n^READY\r\n", "", {"^READY"}},
+        {"half a line end behind it", "\r\nOK\r", "", {"OK"}},
+        {"no line end before it", "OK\r\n", "", {"OK"}},
+        {"something behind it", "\r\nOK\r\n\r\n^RING\r\n", "", {"OK", "^RING"}},
+        {"as a part of a line", "\r\nNOT OK\r\n", "", {"NOT OK"}},
+        {"empty lines", "\r\n\r\n", "", {}},
+    };
+    for (const final_row &row : rows) {
+        EXPECT_EQ(station::ends_with_final_result(row.text), *row.final != '\0') << row.name;
+        EXPECT_EQ(station::final_result(row.text), row.final) << row.name;
+        EXPECT_EQ(station::lines_before_final_result(row.text), row.before) << row.name;
+    }
+}
+
+TEST(StationAnswers, TellTextFromWhatIsNone)
+{
+    for (const std::string text : {"", "\r\n^DSVER: \"a\tb~\"\r\n", "\xC3\xA4", " "}) {
+        EXPECT_TRUE(station::is_clean_text(text)) << station::quoted(text);
+    }
+    for (const std::string &text : {std::string(1, '\0'), std::string("OK\x1F"), std::string("\x7F"), k_ok.substr(4)}) {
+        EXPECT_FALSE(station::is_clean_text(text)) << station::quoted(text);
+    }
+}
+
+// --- what is unfinished
+
+struct unfinished_row {
+    const char *name;
+    std::string bytes;
+    const char *fault;
+    station::framing how = station::framing::envelope;
+};
+
+constexpr const char *k_no_lines = "what came is neither a frame nor lines of text";
+
+TEST(StationAnswers, TellHowFarAnUnfinishedOneHasCome)
+{
+    using station::framing;
+    const std::string bare = message(0x2E).with_int(1, 0).encode(); // 15 bytes
+    const unfinished_row rows[] = {
+        {"nothing", "", ""},
+        {"a whole answer", k_ok, ""},
+        {"a line", "\r\n^READY\r\n", ""},
+        {"two lines", "\r\n^READY\r\n\r\na\tb~\r\n", ""},
+        {"half a line", "\r\n^READ", k_no_lines},
+        {"half a line end", "\r\n^READY\r", k_no_lines},
+        {"half a line behind a line", "\r\n^READY\r\n\r\n^RI", k_no_lines},
+        {"a line of which the beginning is missing", "READY\r\n", k_no_lines},
+        {"a line end alone", "\r\n", k_no_lines},
+        {"lines with other bytes in them", "\r\n^RE\x01\x44Y\r\n", k_no_lines},
+        {"lines beyond ASCII", "\r\n\xC3\xA4\r\n", ""},
+        {"a part of a magic", k_magic.substr(0, 3), k_no_lines},
+        {"a magic", k_magic, "a frame has begun, and only 4 bytes of it came"},
+        {"a magic and half a length", k_ok.substr(0, 7), "a frame has begun, and only 7 bytes of it came"},
+        {"up to the length", k_ok.substr(0, 8), "a frame has begun, and only 8 of the 31 bytes that it tells came"},
+        {"all but one byte", k_ok.substr(0, 30), "a frame has begun, and only 30 of the 31 bytes that it tells came"},
+        {"a frame behind a message", k_ok + k_ok.substr(0, 9),
+         "a frame has begun, and only 9 of the 31 bytes that it tells came"},
+        {"bare, nothing", "", "", framing::bare},
+        {"bare, a whole message", bare, "", framing::bare},
+        {"bare, one byte", bare.substr(0, 1), "a message has begun, and only 1 byte of it came", framing::bare},
+        {"bare, the length", bare.substr(0, 2), "a message has begun, and only 2 of the 15 bytes that it tells came",
+         framing::bare},
+        {"bare, all but one byte", bare.substr(0, 14),
+         "a message has begun, and only 14 of the 15 bytes that it tells came", framing::bare},
+    };
+    for (const unfinished_row &row : rows) {
+        station::answer_stream stream(row.how);
+        stream.add(row.bytes);
+        while (stream.next()) {
+        }
+        EXPECT_EQ(stream.fault_of_unfinished(), row.fault) << row.name;
+    }
+}
+
+TEST(StationAnswers, ForgetWhatIsUnfinished)
+{
+    station::answer_stream stream;
+    stream.add(k_ok.substr(0, 20));
+    EXPECT_FALSE(stream.next());
+    stream.clear();
+    EXPECT_EQ(stream.unfinished(), "");
+    EXPECT_EQ(stream.fault_of_unfinished(), "");
+    stream.add(k_text_ok);
+    EXPECT_EQ(station::describe(stream.next().value()), k_text_ok_told);
+}
+
+// --- bare messages
+
+const std::string k_bare = message(0x2E).with_int(1, 0).encode();
+const std::string k_long_bare = message(0x30).with_bytes(4, std::string(4096 - 11, '\xBB')).encode();
+
+std::vector<stream_row> bare_rows()
+{
+    return {
+        {"a message", k_bare, {k_ok_told}},
+        {"a message without atoms", message(0x2E).encode(), {"AMT_VERSION_RSPCMD (0x2E)"}},
+        {"the longest message", k_long_bare, {station::describe(*station::decode(k_long_bare).message)}},
+        {"several messages",
+         k_bare + message(0x2E).encode() + k_bare,
+         {k_ok_told, "AMT_VERSION_RSPCMD (0x2E)", k_ok_told}},
+        {"half a message", k_bare.substr(0, 9), {}, k_bare.substr(0, 9)},
+        {"half a message behind one", k_bare + k_bare.substr(0, 5), {k_ok_told}, k_bare.substr(0, 5)},
+        {"an atom that cannot be",
+         broken(k_bare, 6, 0xED) + k_bare,
+         {"damaged frame (atom head 0xED instead of 0xEE, at offset 6): " + station::in_hex(broken(k_bare, 6, 0xED)),
+          k_ok_told}},
+        {"another body length",
+         broken(k_bare, 4, 8) + k_bare,
+         {"damaged frame (body length 8 of a message of 15 bytes): " + station::in_hex(broken(k_bare, 4, 8)),
+          k_ok_told}},
+    };
+}
+
+TEST(StationAnswers, AreBareMessagesOnAnApplicationsLinkWhereverTheReadsAreCut)
+{
+    for (const stream_row &row : bare_rows()) {
+        for (size_t cut = 0; cut <= row.bytes.size(); ++cut) {
+            SCOPED_TRACE(testing::Message() << row.name << ", cut at " << cut);
+            const outcome result =
+                outcome_of({row.bytes.substr(0, cut), row.bytes.substr(cut)}, station::framing::bare);
+            ASSERT_EQ(result.told, row.told);
+            ASSERT_EQ(result.unfinished, row.unfinished);
+            ASSERT_EQ(result.bytes, row.bytes);
+        }
+    }
+}
+
+TEST(StationAnswers, AreDamagedTogetherWhenTheyDoNotBeginWithABareMessage)
+{
+    const stream_row rows[] = {
+        {"a text", "\r\nERROR\r\n", {}},
+        {"a frame", k_ok, {}},
+        {"garbage and a message", "\x01" + k_bare, {}},
+        {"a length below a header's", broken(k_bare, 0, 5), {}},
+        {"another head", broken(k_bare, 2, 0xBA) + k_bare, {}},
+    };
+    for (const stream_row &row : rows) {
+        SCOPED_TRACE(row.name);
+        station::answer_stream stream(station::framing::bare);
+        stream.add(row.bytes);
+        const std::optional<answer> only = stream.next();
+        ASSERT_TRUE(only);
+        EXPECT_EQ(only->kind, answer_kind::damaged);
+        EXPECT_EQ(only->bytes, row.bytes);
+        EXPECT_NE(only->error, "");
+        EXPECT_FALSE(only->message);
+        EXPECT_FALSE(stream.next());
+        stream.add(k_bare);
+        EXPECT_EQ(station::describe(stream.next().value()), k_ok_told);
+    }
 }
 
 } // namespace

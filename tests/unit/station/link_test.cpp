@@ -1,17 +1,8 @@
 #include "station/link.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/socket.h>
-#include <termios.h>
-#include <unistd.h>
 
-#include <system_error>
-#include <thread>
-
-#include "emulator/descriptor.h"
+#include "tests/unit/station/cable.h"
 #include "tests/unit/station/samples.h"
 
 namespace {
@@ -20,58 +11,15 @@ using namespace std::chrono_literals;
 using emulator::descriptor;
 using station::answer_kind;
 using station::message;
+using station_test::cable;
+using station_test::interrupt;
+using station_test::make_packets;
+using station_test::make_tty;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
 const std::string k_pre_response = station_test::bytes("AABBCCDD 08000000 02020000 764AEE1D");
-
-// A tty as a station holds it, and the handset's end of it.
-struct cable {
-    descriptor station;
-    descriptor handset;
-
-    void handset_writes(const std::string &bytes) const
-    {
-        ASSERT_EQ(write(handset.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-    }
-    std::string handset_reads() const
-    {
-        char bytes[8192];
-        const ssize_t count = read(handset.get(), bytes, sizeof(bytes));
-        return count < 0 ? "read: " + std::generic_category().message(errno) : std::string(bytes, count);
-    }
-};
-
-// A pseudo-terminal in raw mode.
-cable make_tty(int flags = 0)
-{
-    cable made;
-    made.handset.reset(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
-    char name[64] = "";
-    if (grantpt(made.handset.get()) == 0 && unlockpt(made.handset.get()) == 0 &&
-        ptsname_r(made.handset.get(), name, sizeof(name)) == 0) {
-        made.station.reset(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC | flags));
-    }
-    termios attributes = {};
-    if (tcgetattr(made.station.get(), &attributes) == 0) {
-        cfmakeraw(&attributes);
-    }
-    if (tcsetattr(made.station.get(), TCSANOW, &attributes) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot make a pseudo-terminal");
-    }
-    return made;
-}
-
-// A socket pair that keeps the writes apart: one read brings what one write has sent.
-cable make_packets()
-{
-    int ends[2] = {-1, -1};
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot make a socket pair");
-    }
-    return {descriptor(ends[0]), descriptor(ends[1])};
-}
 
 struct line_row {
     const char *name;
@@ -96,6 +44,12 @@ TEST(StationLink, SendsAnAtLineInOneWriteWithACarriageReturn)
     }
 }
 
+TEST(StationLink, TellsAnAtLineAsItIsSent)
+{
+    EXPECT_EQ(station::as_line("AT^DSVER"), "AT^DSVER\r");
+    EXPECT_EQ(station::as_line("AT\r"), "AT\r");
+}
+
 TEST(StationLink, SendsAMessageInItsEnvelopeInOneWrite)
 {
     const cable packets = make_packets();
@@ -103,6 +57,34 @@ TEST(StationLink, SendsAMessageInItsEnvelopeInOneWrite)
     link.send(message(0x2D).with_int(19, 16));
     EXPECT_EQ(station::in_hex(packets.handset_reads()),
               station::in_hex(station_test::bytes("aabbccdd17000000020000000f00bb2d0900ee1301040010000000bf5ce407")));
+}
+
+TEST(StationLink, SendsAnApplicationsMessageBareInOneWrite)
+{
+    const cable packets = make_packets();
+    const station::link link(packets.station.get(), station::framing::bare);
+    link.send(message(0x2D).with_int(19, 16));
+    EXPECT_EQ(station::in_hex(packets.handset_reads()),
+              station::in_hex(station_test::bytes("0f00bb2d0900ee1301040010000000")));
+}
+
+TEST(StationLink, TellsTheBytesOfAMessageThatItWouldSend)
+{
+    const message request = message(0x2D).with_int(19, 16);
+    EXPECT_EQ(station::link(-1).bytes_of(request), request.envelope());
+    EXPECT_EQ(station::link(-1, station::framing::bare).bytes_of(request), request.encode());
+}
+
+TEST(StationLink, ReceivesBareMessagesOfAnApplicationsLink)
+{
+    const cable packets = make_packets();
+    station::link link(packets.station.get(), station::framing::bare);
+    const std::string first = message(0x2E).with_int(1, 0).encode();
+    const std::string second = message(0x3A).with_int(1, 10).encode();
+    packets.handset_writes(first.substr(0, 3));
+    packets.handset_writes(first.substr(3) + second);
+    EXPECT_EQ(link.receive().message, message(0x2E).with_int(1, 0));
+    EXPECT_EQ(link.receive(0ms).message, message(0x3A).with_int(1, 10));
 }
 
 TEST(StationLink, SendsRawBytesAsTheyAreInOneWrite)
@@ -118,7 +100,7 @@ TEST(StationLink, RefusesAMessageThatIsTooLongAndSendsNothing)
 {
     const cable packets = make_packets();
     const station::link link(packets.station.get());
-    EXPECT_THROW(link.send(message(1).with_bytes(2, std::string(4080, 'x'))), std::runtime_error);
+    EXPECT_THROW(link.send(message(1).with_bytes(2, std::string(4080, 'x'))), std::invalid_argument);
     link.send_raw("next");
     EXPECT_EQ(packets.handset_reads(), "next");
 }
@@ -203,6 +185,40 @@ TEST(StationLink, QuotesAnUnfinishedAnswerAndGoesOnWithItLater)
     EXPECT_EQ(link.receive().bytes, "\r\n^DSVER: \"1\"\r\n\r\nOK\r\n");
 }
 
+TEST(StationLink, TellsWhatHasComeBehindTheLastAnswer)
+{
+    const cable packets = make_packets();
+    station::link link(packets.station.get());
+    packets.handset_writes("\r\nOK\r\n\xAA\xBB\xCC\xDD\x17");
+    (void)link.receive();
+    EXPECT_EQ(link.rest().unfinished(), "\xAA\xBB\xCC\xDD\x17");
+    EXPECT_EQ(link.rest().fault_of_unfinished(), "a frame has begun, and only 5 bytes of it came");
+}
+
+TEST(StationLink, ForgetsAllThatCameAndReturnsIt)
+{
+    const cable packets = make_packets();
+    station::link link(packets.station.get());
+    EXPECT_EQ(link.discard(), "");
+    packets.handset_writes("\r\nOK\r\n\r\nhalf");
+    (void)link.receive();
+    packets.handset_writes(" of it\r\n");
+    packets.handset_writes(std::string(4096, 'x'));
+    packets.handset_writes("\r\nERROR\r\n");
+    EXPECT_EQ(link.discard(), "\r\nhalf of it\r\n" + std::string(4096, 'x') + "\r\nERROR\r\n");
+    EXPECT_EQ(link.rest().unfinished(), "");
+    packets.handset_writes("\r\nOK\r\n");
+    EXPECT_EQ(link.receive().bytes, "\r\nOK\r\n");
+}
+
+TEST(StationLink, SaysThatTheHandsetHasGoneWhenItForgetsWhatCame)
+{
+    cable tty = make_tty();
+    station::link link(tty.station.get());
+    tty.handset.reset();
+    EXPECT_THROW((void)link.discard(), station::lost);
+}
+
 TEST(StationLink, SaysThatTheHandsetHasGoneWhileAnAnswerWasAwaited)
 {
     cable tty = make_tty();
@@ -211,7 +227,7 @@ TEST(StationLink, SaysThatTheHandsetHasGoneWhileAnAnswerWasAwaited)
     EXPECT_EQ(link.receive().bytes, "\r\nOK\r\n");
     tty.handset.reset();
     EXPECT_THAT([&] { (void)link.receive(); },
-                ThrowsMessage<std::runtime_error>(
+                ThrowsMessage<station::lost>(
                     AllOf(HasSubstr(R"("\r\nhalf")"), HasSubstr("Input/output error"), HasSubstr("still connected"))));
 }
 
@@ -223,7 +239,7 @@ TEST(StationLink, GivesTheAnswersThatCameBeforeTheHandsetWent)
     EXPECT_EQ(link.receive().bytes, "\r\nOK\r\n");
     tty.handset.reset();
     EXPECT_EQ(link.receive().bytes, "\r\nERROR\r\n");
-    EXPECT_THROW((void)link.receive(), std::runtime_error);
+    EXPECT_THROW((void)link.receive(), station::lost);
 }
 
 TEST(StationLink, SaysThatTheHandsetHasGoneWhenARequestCannotBeSent)
@@ -232,7 +248,7 @@ TEST(StationLink, SaysThatTheHandsetHasGoneWhenARequestCannotBeSent)
     const station::link link(tty.station.get());
     tty.handset.reset();
     EXPECT_THAT([&] { link.send_line("AT"); },
-                ThrowsMessage<std::runtime_error>(
+                ThrowsMessage<station::lost>(
                     AllOf(HasSubstr("cannot send a request: Input/output error"), HasSubstr("still connected"))));
 }
 
@@ -262,7 +278,7 @@ TEST(StationLink, SaysThatOnlyAPartOfARequestWasTaken)
     ASSERT_EQ(read(pipe.handset.get(), page, sizeof(page)), 4096);
     const station::link link(pipe.station.get());
     EXPECT_THAT([&] { link.send_raw(std::string(8192, 'y')); },
-                ThrowsMessage<std::runtime_error>(HasSubstr("only 4096 of the request's 8192 bytes")));
+                ThrowsMessage<station::lost>(HasSubstr("only 4096 of the request's 8192 bytes")));
 }
 
 TEST(StationLink, WaitsUntilThereIsRoomForARequest)
@@ -275,6 +291,51 @@ TEST(StationLink, WaitsUntilThereIsRoomForARequest)
     });
     EXPECT_NO_THROW(link.send_line("AT"));
     handset.join();
+}
+
+TEST(StationLink, EndsTheWaitForAnAnswerAtAnInterrupt)
+{
+    for (const int flags : {0, O_NONBLOCK}) {
+        SCOPED_TRACE(flags);
+        const cable tty = make_tty(flags);
+        const interrupt stop;
+        station::link link(tty.station.get());
+        link.stop_at(stop.fd());
+        std::thread user([&] {
+            EXPECT_EQ(tty.handset_reads(), "AT\r");
+            tty.handset_writes("\r\nhalf");
+            stop.come();
+        });
+        link.send_line("AT");
+        EXPECT_THAT([&] { (void)link.receive(); }, ThrowsMessage<station::stopped>(testing::StrEq("interrupted")));
+        user.join();
+    }
+}
+
+TEST(StationLink, EndsTheWaitForRoomAtAnInterrupt)
+{
+    const full_pipe pipe;
+    const interrupt stop;
+    station::link link(pipe.station.get());
+    link.stop_at(stop.fd());
+    std::thread user([&] { stop.come(); });
+    EXPECT_THROW(link.send_line("AT"), station::stopped);
+    user.join();
+}
+
+TEST(StationLink, EndsEveryFurtherWaitAndGoesOnOnceTheInterruptIsTakenBack)
+{
+    const cable packets = make_packets();
+    const interrupt stop;
+    station::link link(packets.station.get());
+    link.stop_at(stop.fd());
+    stop.come();
+    EXPECT_THROW((void)link.receive(), station::stopped);
+    EXPECT_THROW((void)link.receive(0ms), station::stopped);
+    EXPECT_THROW((void)link.discard(), station::stopped);
+    stop.take_back();
+    packets.handset_writes("\r\nOK\r\n");
+    EXPECT_EQ(link.receive().bytes, "\r\nOK\r\n");
 }
 
 } // namespace

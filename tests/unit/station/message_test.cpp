@@ -5,6 +5,7 @@
 
 #include <set>
 #include <sstream>
+#include <stdexcept>
 
 #include "tests/unit/station/samples.h"
 
@@ -152,21 +153,21 @@ TEST(StationMessage, FillsABufferToItsLastByteAndNotBeyond)
     EXPECT_EQ(bare.encode().size(), 4096U);
     EXPECT_EQ(*station::decode(bare.encode()).message, bare);
     EXPECT_THAT([&] { (void)bare.envelope(); },
-                ThrowsMessage<std::runtime_error>(HasSubstr("AMT_READFLASH_CMD (0x01) is too long")));
+                ThrowsMessage<std::invalid_argument>(HasSubstr("AMT_READFLASH_CMD (0x01) is too long")));
 
     const message wrapped = message(1).with_bytes(2, std::string(4080 - k_around_value, 'x'));
     EXPECT_EQ(wrapped.envelope().size(), 4096U);
 
     for (const size_t length : {size_t{4097 - k_around_value}, size_t{65536}, size_t{70000}}) {
         const message too_long = message(1).with_bytes(2, std::string(length, 'x'));
-        EXPECT_THROW((void)too_long.encode(), std::runtime_error) << length;
-        EXPECT_THROW((void)too_long.envelope(), std::runtime_error) << length;
+        EXPECT_THROW((void)too_long.encode(), std::invalid_argument) << length;
+        EXPECT_THROW((void)too_long.envelope(), std::invalid_argument) << length;
     }
     message too_many(1);
     for (int i = 0; i < 500; ++i) {
         too_many.with_int(2, 3);
     }
-    EXPECT_THROW((void)too_many.encode(), std::runtime_error);
+    EXPECT_THROW((void)too_many.encode(), std::invalid_argument);
 }
 
 struct fault_row {
