@@ -20,7 +20,8 @@ void hold_interrupts();
 bool interrupted();
 int interrupt_fd(); // -1 before hold_interrupts()
 
-// Takes an interrupt from the keyboard for done, no other signal: whoever was interrupted by it has ended, and the next one begins.
+// Takes an interrupt from the keyboard for done, no other signal: whoever was interrupted by it has ended, and the next
+// one begins.
 void forget_interrupt();
 
 // Throws the failure "interrupted" once a signal has come.
