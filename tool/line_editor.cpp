@@ -102,6 +102,7 @@ std::optional<std::string> line_editor::read()
     }
     errno = 0;
     char *typed = readline(m_prompt.c_str());
+    (void)alarm(0); // an interrupt has a second knock, which would end the next line as well
     if (typed == nullptr && errno == EINTR) {
         std::cout << '\n' << std::flush;
         return "";
