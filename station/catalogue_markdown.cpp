@@ -1,6 +1,7 @@
 // The catalogue as tables, see catalogue.h: of each family first its commands, then what each of them carries.
 
 #include "station/catalogue.h"
+#include "station/message.h"
 
 #include "amt/core/command-names.h"
 #include "station/text.h"
@@ -29,21 +30,6 @@ constexpr chapter k_chapters[] = {
 
 } // namespace
 
-static const char *type_name(amt_value_type type)
-{
-    switch (type) {
-    case AMT_VALUE_INT:
-        return "int";
-    case AMT_VALUE_STRING:
-        return "string";
-    case AMT_VALUE_BYTES:
-        return "bytes";
-    case AMT_VALUE_BOOL:
-        return "bool";
-    }
-    return "";
-}
-
 static bool is_numeric(item_form form)
 {
     return form == item_form::number || form == item_form::signed_number || form == item_form::flag;
@@ -67,7 +53,7 @@ static std::string row_of(std::initializer_list<std::string> cells)
     return line + "\n";
 }
 
-static std::string name_of(std::uint8_t id)
+static std::string shown_name_of(std::uint8_t id)
 {
     const std::string name = amt_get_command_name(id);
     return name.front() == '(' ? "" : name; // "(undefined)"
@@ -89,8 +75,9 @@ static std::string commands_of(family wanted)
                        "|---|---|---|---|---|---|---|\n";
     for (const command &each : commands()) {
         if (each.family == wanted) {
-            text += row_of({hex_byte(each.id), answer_of(each), "`" + std::string(each.word) + "`", name_of(each.id),
-                            to_word(each.answered_on), each.pre_response ? "yes" : "", each.meaning});
+            text +=
+                row_of({hex_byte(each.id), answer_of(each), "`" + std::string(each.word) + "`", shown_name_of(each.id),
+                        to_word(each.answered_on), each.pre_response ? "yes" : "", each.meaning});
         }
     }
     return text;

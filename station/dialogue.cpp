@@ -6,7 +6,6 @@
 #include "station/text.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace station {
 
@@ -103,9 +102,12 @@ static bool is_success(const message &answer)
 // The versions of some modules are the modem's to tell.
 static bool is_modems_own(const message &request)
 {
-    constexpr std::uint32_t k_modems_modules[] = {17, 18};
-    return request.id() == 0x2D &&
-           std::count(std::begin(k_modems_modules), std::end(k_modems_modules), request.get_int(19).value_or(0)) != 0;
+    constexpr std::uint8_t k_version = 0x2D;
+    constexpr std::uint8_t k_module_atom = 19;
+    constexpr std::uint32_t k_l1 = 17;
+    constexpr std::uint32_t k_hls = 18;
+    const std::uint32_t module = request.get_int(k_module_atom).value_or(0);
+    return request.id() == k_version && (module == k_l1 || module == k_hls);
 }
 
 // Why a success cannot be that of the handset, when it is the handset that answers the command: a request that arrives

@@ -226,6 +226,22 @@ decoded decode(std::string_view bytes)
     return {std::move(result), ""};
 }
 
+const char *type_name(std::uint8_t type)
+{
+    switch (type) {
+    case AMT_VALUE_INT:
+        return "int";
+    case AMT_VALUE_STRING:
+        return "string";
+    case AMT_VALUE_BYTES:
+        return "bytes";
+    case AMT_VALUE_BOOL:
+        return "bool";
+    default:
+        return "unknown";
+    }
+}
+
 static std::string describe(const atom &what)
 {
     const std::string head = std::to_string(what.id) + "=";

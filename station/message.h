@@ -76,6 +76,9 @@ struct decoded {
 // four bytes, a bool one.
 decoded decode(std::string_view bytes);
 
+// "int", "string", "bytes", "bool"; "unknown" for another.
+const char *type_name(std::uint8_t type);
+
 // "AMT_VERSION_CMD (0x2D)"
 std::string name_of(std::uint8_t id);
 

@@ -20,6 +20,17 @@ namespace tool {
 static volatile std::sig_atomic_t g_interrupted = 0;
 static int g_wake = -1; // written once, before there is a handler
 
+std::string exit_codes_told()
+{
+    std::string text = "Exit status";
+    const char *separator = ": ";
+    for (const auto &each : k_exit_codes) {
+        text += separator + std::to_string(static_cast<int>(each.code)) + " " + each.meaning;
+        separator = ", ";
+    }
+    return text + ".";
+}
+
 void say_error(const std::string &line)
 {
     std::string one = line;

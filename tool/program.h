@@ -32,6 +32,9 @@ bool in_colour(int fd);
 
 enum class colour { none, red, green, yellow, dim };
 
+// The statuses as a help text tells them: "Exit status: 0 done, 1 ... ."
+std::string exit_codes_told();
+
 // One line on standard error, in red where there are colours. Any thread.
 void say_error(const std::string &line);
 

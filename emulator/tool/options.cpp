@@ -7,6 +7,7 @@
 #include "emulator/tool/verbs.h"
 #include "tool/exit_code.h"
 #include "tool/failure.h"
+#include "tool/program.h"
 #include "tool/runtime_folder.h"
 
 #include <CLI/CLI.hpp>
@@ -30,8 +31,8 @@ Examples:
   handset down
 
 Every verb but list takes --name NAME, the handset, behind it or before; without it, it is the one named default.
-Exit status: 0 done, 1 refused, 2 usage, 3 no such handset, no permission or busy, 4 no answer in time, 130 interrupted.
-The handsets that are up are in $XDG_RUNTIME_DIR/kv-zep-amt/NAME.)";
+The handsets that are up are in $XDG_RUNTIME_DIR/kv-zep-amt/NAME.
+)";
 
 namespace {
 
@@ -401,7 +402,7 @@ int carry_out(int argc, char **argv)
     command_line line;
     app.set_version_flag("--version", "handset (kv-zep-amt) " KV_ZEP_VERSION);
     app.require_subcommand(1);
-    app.footer(k_examples);
+    app.footer(k_examples + tool::exit_codes_told());
     add_life_verbs(app, line);
     add_show_verbs(app, line);
     add_key_verbs(app, line);

@@ -3,6 +3,7 @@
 #include "station/tool/command_line.h"
 
 #include "station/tool/verbs.h"
+#include "tool/program.h"
 
 #include <CLI/CLI.hpp>
 
@@ -29,18 +30,7 @@ Examples:
   amt-station decode "AA BB CC DD 08 00 ..."      what do these bytes mean?
   amt-station list tests                          what can be tested?
 
-Exit status: )";
-
-static std::string footer()
-{
-    std::string text = k_footer;
-    const char *separator = "";
-    for (const auto &each : tool::k_exit_codes) {
-        text += separator + std::to_string(static_cast<int>(each.code)) + " " + each.meaning;
-        separator = ", ";
-    }
-    return text + ".";
-}
+)";
 
 static std::string about(const verb &what)
 {
@@ -103,7 +93,7 @@ static void build(CLI::App &app, settings &to, double &timeout)
     add_options(app, to, timeout);
     add_verbs(app, to);
     app.set_version_flag("--version", "amt-station (kv-zep-amt) " KV_ZEP_VERSION);
-    app.footer(footer());
+    app.footer(k_footer + tool::exit_codes_told());
     app.require_subcommand(1);
 }
 

@@ -64,22 +64,6 @@ std::string as_shown(const std::string &value)
     return as_printable(value.substr(0, value.find_last_not_of("\r\n") + 1));
 }
 
-static const char *to_word(std::uint8_t type)
-{
-    switch (type) {
-    case AMT_VALUE_INT:
-        return "int";
-    case AMT_VALUE_STRING:
-        return "string";
-    case AMT_VALUE_BYTES:
-        return "bytes";
-    case AMT_VALUE_BOOL:
-        return "bool";
-    default:
-        return "unknown";
-    }
-}
-
 static json value_of(const station::told_item &what)
 {
     switch (what.form) {
@@ -97,7 +81,7 @@ static json value_of(const station::told_item &what)
 
 static json to_json(const station::told_item &what)
 {
-    json item = {{"atom", what.atom.id}, {"type", to_word(what.atom.type)}};
+    json item = {{"atom", what.atom.id}, {"type", station::type_name(what.atom.type)}};
     item["value"] = value_of(what);
     if (!what.meaning.empty()) {
         item["meaning"] = what.meaning;

@@ -1,5 +1,6 @@
 // What bash offers to complete a command line of the tool, by the file that is installed for it.
 
+#include "tests/tools/bash_completion.h"
 #include "tests/tools/handset_tool.h"
 
 namespace {
@@ -7,50 +8,11 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAreArray;
 
-// What the function leaves, one offer a line; the options that it asks for stand before.
-constexpr char k_script[] = R"(
-compopt() { printf 'compopt %s\n' "$*"; }
-source "$1"
-COMP_LINE=$2 COMP_POINT=${#2}
-shift 2
-COMP_WORDS=("$@") COMP_CWORD=$(($# - 1))
-_handset handset "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
-((${#COMPREPLY[@]} == 0)) || printf '%s\n' "${COMPREPLY[@]}"
-)";
-
-// As bash parts a line: at blanks, and before and behind '=' and ':'.
-std::vector<std::string> parted(const std::string &line)
-{
-    std::vector<std::string> words;
-    char before = ' ';
-    for (const char c : line) {
-        const bool is_mark = c == '=' || c == ':';
-        const bool was_mark = before == '=' || before == ':';
-        if (c != ' ' && (before == ' ' || is_mark != was_mark)) {
-            words.emplace_back();
-        }
-        if (c != ' ') {
-            words.back() += c;
-        }
-        before = c;
-    }
-    if (before == ' ') {
-        words.emplace_back();
-    }
-    return words;
-}
-
 class HandsetCompletion : public shared_handset {
   protected:
     static std::vector<std::string> offered(const std::string &line)
     {
-        command_words words = {"bash", "--norc", "-c", k_script, "bash", HANDSET_COMPLETION, line};
-        const std::vector<std::string> behind = parted(line);
-        words.insert(words.end(), behind.begin(), behind.end());
-        const outcome come = tools().run(words);
-        EXPECT_EQ(come.status, 0) << come;
-        EXPECT_EQ(come.err, "") << line;
-        return lines_in(come.out);
+        return offered_by_bash(tools(), HANDSET_COMPLETION, "_handset", line);
     }
 };
 
