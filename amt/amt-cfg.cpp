@@ -88,6 +88,10 @@ int32_t parse_amt_cfg(const char *path)
     while (pub_cfg_get_line(file.get(), line, sizeof(line), &length, &end_of_file) == ERR_NONE && end_of_file == 0) {
         parse_line(line);
     }
+    if (ferror(file.get()) != 0) { // half a configuration is none
+        (void)log_sys_error("fgets");
+        return log_error(ERR_C_FUNCTION, "fail to read file: %s", path);
+    }
     return ERR_NONE;
 }
 

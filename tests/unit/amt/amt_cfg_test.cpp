@@ -169,16 +169,21 @@ TEST(Configuration, FailsWithoutItsFile)
     });
 }
 
+// Half a configuration would start a service that refuses half of its requests.
+TEST(Configuration, FailsWhenItsFileCannotBeReadToItsEnd)
+{
+    in_child([] {
+        const test_log log;
+        EXPECT_EQ(amt_cfg_init("/"), ERR_C_FUNCTION); // can be opened, cannot be read
+        EXPECT_THAT(log.records(),
+                    ElementsAre("func | ", "func | ", "sys error | fgets: 21 - Is a directory",
+                                "error | -118 - Call C function unsuccessfully | fail to read file: /"));
+    });
+}
+
 TEST(Configuration, RefusesAMissingPath)
 {
     EXPECT_EQ(amt_cfg_init(nullptr), ERR_INVALID_PARAM);
-    expect_defaults();
-}
-
-TEST(Configuration, OfAFolderIsEmpty)
-{
-    const temp_folder folder;
-    EXPECT_EQ(amt_cfg_init(folder.path().c_str()), ERR_NONE);
     expect_defaults();
 }
 
