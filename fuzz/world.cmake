@@ -18,8 +18,8 @@ target_link_libraries(kv-zep-fuzz-log-record PRIVATE kv-zep-handset-options)
 target_compile_options(kv-zep-fuzz-log-record PRIVATE -fno-sanitize-coverage=trace-cmp)
 
 set(world_calls
-  access clock_gettime close dlclose dlerror dlopen dlsym fcntl fdopen fork fstat gettimeofday ioctl kill lseek mkdir
-  open poll property_get property_set pwrite read select statfs tcgetattr tcsetattr unlink write
+  access clock_gettime close dlclose dlerror dlopen dlsym fcntl fdopen fork fstat ftruncate gettimeofday ioctl kill lseek
+  mkdir open poll property_get property_set pwrite read select statfs tcgetattr tcsetattr unlink write
   hwt_btCheck hwt_btCtrl hwt_gpsCheck hwt_gpsCtrl hwt_RxTest hwt_TxTest hwt_wifiCheck hwt_wifiCtrl
   _Z12pub_pty_openP7pub_pty _Z13pub_pty_closeP7pub_pty _Z17pub_util_sleep_msj _Z22pub_util_sleep_secondsj
   _Z18platform_power_offv _Z18pub_util_run_shellPKc _Z22amt_handle_end_servicePSt6atomicImE)

@@ -136,6 +136,12 @@ int describe(size_t number)
     law_broken("more descriptors than a request needs", k_nodes_a[number].path);
 }
 
+// The others keep nothing.
+bool is_kept(size_t number)
+{
+    return k_nodes_a[number].kind == node_kind::file || k_nodes_a[number].kind == node_kind::kept;
+}
+
 } // namespace
 
 void files_reset()
@@ -157,8 +163,7 @@ void files_reset()
 void files_put(uint8_t number, const uint8_t *bytes, size_t length)
 {
     const size_t chosen = number % k_node_count;
-    const node_kind kind = k_nodes_a[chosen].kind;
-    if (kind != node_kind::file && kind != node_kind::kept) {
+    if (!is_kept(chosen)) {
         return;
     }
     node &target = g_nodes_a[chosen];
@@ -188,12 +193,18 @@ int files_open(const char *path, int flags)
         errno = ENOENT;
         return -1;
     }
-    const bool is_plain = k_nodes_a[number].kind == node_kind::file || k_nodes_a[number].kind == node_kind::kept;
-    if (is_plain && (flags & O_ACCMODE) != O_RDONLY) {
+    if (is_kept(number) && (flags & O_ACCMODE) != O_RDONLY) {
         change(number);
-        g_nodes_a[number].length = (flags & O_TRUNC) != 0 ? 0 : g_nodes_a[number].length;
     }
     return describe(number);
+}
+
+void files_empty(int fd)
+{
+    const size_t number = open_description(fd).node;
+    if (is_kept(number)) {
+        g_nodes_a[number].length = 0;
+    }
 }
 
 node_kind files_kind(int fd)

@@ -34,7 +34,7 @@ void files_put(uint8_t number, const uint8_t *bytes, size_t length);
 bool files_exist(const char *path);
 void files_remove(const char *path);
 
-// As open(2), fails with ENOENT for a file that is missing and may not be made.
+// As open(2), but for O_TRUNC; fails with ENOENT for a file that is missing and may not be made.
 int files_open(const char *path, int flags);
 
 // Of a descriptor that has to be open.
@@ -43,6 +43,7 @@ void files_close(int fd);
 ssize_t files_read(int fd, void *bytes, size_t room);
 ssize_t files_write(int fd, const void *bytes, size_t count);
 off_t files_seek(int fd, off_t offset, int whence);
+void files_empty(int fd);
 
 // Whether the descriptor is one of the world's. Others are the fuzzer's own.
 bool files_owns(int fd);

@@ -11,6 +11,7 @@
 
 #include "amt/core/context.h"
 #include "amt/modem/at-channel.h"
+#include "amt/modem/modem-tunnel.h"
 #include "amt/wire/amt-convert.h"
 #include "amt/wire/bytes.h"
 #include "fuzz/world_files.h"
@@ -34,6 +35,7 @@ struct happened {
     uint8_t chunk_a[AMT_MESSAGE_SIZE + 1]; // that is to be relayed; terminated
     size_t chunk_length;
     int station_writes;
+    int station_answers; // of these; what announces an answer is none
     int application_writes;
     int modem_writes;
     int modem_failures;
@@ -151,13 +153,16 @@ bool request_holds(const char *needle)
     return strstr(reinterpret_cast<const char *>(g_now.request_a), needle) != nullptr;
 }
 
-// 255 for a line.
+// 255 for a line, and 0 for an envelope whose message is too short to have one.
 uint8_t request_id()
 {
     if (g_now.side == world_side::application) {
         return g_now.request_a[3];
     }
-    return has_magic({g_now.request_a, g_now.request_length}) ? g_now.request_a[AMT_ENVELOPE_HEADER_SIZE + 3] : 255;
+    if (!has_magic({g_now.request_a, g_now.request_length})) {
+        return 255;
+    }
+    return g_now.request_length > AMT_ENVELOPE_SIZE + 3 ? g_now.request_a[AMT_ENVELOPE_HEADER_SIZE + 3] : 0;
 }
 
 // Nobody on the handset answers it: no handler of its id, and no text with which all of the handset's lines begin.
@@ -168,6 +173,12 @@ bool is_the_modems()
     return is_probe() || (!has_handler && !request_holds("AT^D"));
 }
 
+amt_handle_func application_handler()
+{
+    const uint8_t id = request_id();
+    return id < AMT_HANDLER_COUNT ? handle_context_st.m_handle_app_func_a[id] : nullptr;
+}
+
 void require_station_request_served()
 {
     require(g_now.modem_writes <= 1, "a request goes to the modem once at the most");
@@ -176,15 +187,33 @@ void require_station_request_served()
         require(g_now.modem_writes == 1, "what nobody claims goes to the modem");
         require(g_now.modem_failures > 0 || g_now.station_writes == 0, "what the modem has got, the modem answers");
     }
+    require(g_now.modem_writes == 0 || g_now.modem_failures > 0 || g_now.station_answers == 0,
+            "a request is answered or passed on, not both");
 }
 
 void require_application_request_served()
 {
     const uint8_t id = request_id();
-    const bool has_handler = id < AMT_HANDLER_COUNT && handle_context_st.m_handle_app_func_a[id] != nullptr;
+    const bool has_handler = application_handler() != nullptr;
     require(has_handler || (g_now.application_writes == 1 && g_now.last_answer_result == 1 &&
                             g_now.last_answer_id == static_cast<uint8_t>(id + 1)),
             "what nobody answers is refused with the next id and 1");
+    constexpr uint8_t k_brightness_id = 0x39; // whoever sees the display sees it
+    require(g_now.application_writes > 0 || application_handler() == amt_modem_handle_req || id == k_brightness_id,
+            "every request is answered, but by the modem's own word and the display's light");
+}
+
+// A message that answers, the so many-th of its request.
+void require_answer(const uint8_t *message, int number)
+{
+    const uint8_t id = request_id();
+    const uint8_t answer_id = message[3];
+    const bool is_refusal = amt_message_get_int(message, 1) == 1;
+    constexpr uint8_t k_gps_test_id = 0xB0; // answered as the request before it is
+    require(answer_id == static_cast<uint8_t>(id + 1) || (id == k_gps_test_id && answer_id == id - 1),
+            "an answer has the id behind its request's");
+    require(number == 1 || (number == 2 && is_refusal),
+            "a request has one answer, and a refusal where that does not get through");
 }
 
 // --- what the modem has said
@@ -270,6 +299,7 @@ void laws_take_request(const uint8_t *bytes, size_t length)
     g_now.is_relay = false;
     g_now.answer_length = 0;
     g_now.station_writes = 0;
+    g_now.station_answers = 0;
     g_now.application_writes = 0;
     g_now.modem_writes = 0;
     g_now.modem_failures = 0;
@@ -300,6 +330,18 @@ void law_station_write(const uint8_t *bytes, size_t count)
         return;
     }
     require(is_envelope(written) || is_line(written), "the station gets a whole envelope or a whole line");
+    const bool is_framed = is_envelope(written);
+    if (is_framed && count == AMT_ENVELOPE_SIZE) {
+        return; // announces an answer
+    }
+    g_now.station_answers++;
+    if (is_framed) {
+        uint8_t message_a[AMT_MESSAGE_SIZE] = {};
+        memcpy(message_a, bytes + AMT_ENVELOPE_HEADER_SIZE, count - AMT_ENVELOPE_SIZE);
+        require_answer(message_a, g_now.station_answers);
+    } else {
+        require(g_now.station_answers == 1, "a line has one line for an answer");
+    }
 }
 
 void law_application_write(const uint8_t *bytes, size_t count)
@@ -311,6 +353,9 @@ void law_application_write(const uint8_t *bytes, size_t count)
     memcpy(message_a, bytes, count);
     g_now.last_answer_result = amt_message_get_int(message_a, 1);
     require_modems_text(message_a);
+    if (application_handler() != amt_modem_handle_req) { // of that, the modem says the answers
+        require_answer(message_a, g_now.application_writes);
+    }
 }
 
 void law_modem_write(const uint8_t *bytes, size_t count, bool succeeds)
@@ -357,7 +402,7 @@ void law_file_change(const char *path)
 
 void law_power_off()
 {
-    require(g_now.side == world_side::station && g_now.station_writes > 0 &&
+    require(g_now.side == world_side::station && g_now.station_answers == 1 &&
                 (request_id() == 0xEC || request_holds("AT^DAMTOFF\r")),
             "the handset goes off when the station has asked for it and been answered");
 }

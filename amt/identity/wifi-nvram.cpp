@@ -66,8 +66,7 @@ FILE *open_target()
 
 void put_address(FILE *target, const char *address)
 {
-    (void)fputs(k_parameter, target); // what becomes of it, the end tells
-    (void)fputs(address, target);
+    (void)(fputs(k_parameter, target) >= 0 && fputs(address, target) >= 0); // what becomes of it, the end tells
 }
 
 // The value of the address in the line; null when there is none. In a comment there is none.
@@ -77,13 +76,13 @@ const char *find_address(const char *line)
     return strncmp(parameter, k_parameter, k_parameter_length) == 0 ? parameter + k_parameter_length : nullptr;
 }
 
-// Copies line by line; the pieces of a long line count as lines. ERR_UNKNOWN when there are too many, or when they
-// cannot be read.
+// Copies line by line, up to one that the disk does not take; the pieces of a long line count as lines. ERR_UNKNOWN
+// when there are too many, or when they cannot be read.
 int32_t copy_lines(FILE *source, FILE *target, const char *address, bool *is_replaced)
 {
     file_line line = "";
     int count = 0;
-    while (count <= k_max_lines && fgets(line, sizeof(line) - 1, source) != nullptr) {
+    while (count <= k_max_lines && ferror(target) == 0 && fgets(line, sizeof(line) - 1, source) != nullptr) {
         const char *old_address = address[0] != '\0' ? find_address(line) : nullptr;
         if (old_address != nullptr) {
             log_info("wifi_addr_nvram: %s", old_address);
@@ -106,7 +105,7 @@ int32_t fill(FILE *target, FILE *source, const char *address)
 {
     bool is_replaced = false;
     const int32_t result = copy_lines(source, target, address, &is_replaced);
-    if (result == ERR_NONE && !is_replaced && address[0] != '\0') {
+    if (result == ERR_NONE && !is_replaced && ferror(target) == 0 && address[0] != '\0') {
         log_info("new wifi_addr_nvram: %s", address);
         put_address(target, address);
     }
@@ -115,9 +114,8 @@ int32_t fill(FILE *target, FILE *source, const char *address)
 
 int32_t close_target(FILE *target)
 {
-    errno = 0; // an earlier write that failed has left it to others
-    const bool is_written = fflush(target) == 0 && ferror(target) == 0;
-    const int error = errno;
+    const bool is_written = ferror(target) == 0 && fflush(target) == 0;
+    const int error = errno; // of the write that failed: nothing has been called since
     if (fclose(target) == 0 && is_written) {
         return ERR_NONE;
     }

@@ -79,6 +79,12 @@ void show(uint32_t result)
     }
 }
 
+// One that cannot be looked at is left alone: made anew it would lose all its verdicts.
+bool is_missing(const char *path)
+{
+    return access(path, F_OK) != 0 && errno == ENOENT;
+}
+
 int32_t write_to(const result_file &file, int32_t index, uint32_t result)
 {
     if (index >= file.m_count) {
@@ -87,7 +93,7 @@ int32_t write_to(const result_file &file, int32_t index, uint32_t result)
     if (access(k_folder, R_OK | W_OK) != 0) {
         return log_error(AMT_RESULT_NO_ACCESS, "Save fail: Directory access deny\n");
     }
-    if (access(file.m_path, F_OK) != 0 && initTestFile(file.m_path, file.m_count) != 0) {
+    if (is_missing(file.m_path) && initTestFile(file.m_path, file.m_count) != 0) {
         return log_error(AMT_RESULT_NOT_MADE, "Save fail: init result file error\n");
     }
     if (update_item(file.m_path, index, result) != 0) {
@@ -110,7 +116,7 @@ int32_t prepare_reading(const result_file &file)
     const int error = errno;
     // No failure yet: it is made.
     log_warning("access file(%s) failure. errorr: %d - %s", file.m_path, error, error_text(error).c_str());
-    if (initTestFile(file.m_path, file.m_count) != 0) {
+    if (error == ENOENT && initTestFile(file.m_path, file.m_count) != 0) {
         return log_error(AMT_RESULT_NOT_MADE, "initTestFile fail: init result file error\n");
     }
     return 0;

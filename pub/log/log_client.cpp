@@ -71,16 +71,27 @@ void unlock_default_in_child()
     unlock_default();
 }
 
-// Under the object's lock. A write that fails or stays short loses the text, never the ring.
+// A full disk takes half a text: when it stands at the end of the file it is cut off again. True when it was.
+bool cut_half(int fd, uint32_t begin, ssize_t written)
+{
+    return written > 0 && lseek(fd, 0, SEEK_END) == static_cast<off_t>(begin) + written && ftruncate(fd, begin) == 0;
+}
+
+// Under the object's lock, and at a place of its own: a child counts on at the same position. A write that fails or
+// stays short loses the text, never the ring, and the next one takes its place.
 void write_text(sfw_log_object &object, const char *text, size_t length)
 {
-    if (*object.m_position > g_size_limit.load(std::memory_order_relaxed)) {
-        (void)lseek(object.m_fd, static_cast<off_t>(object.m_ring_start), SEEK_SET);
-        *object.m_position = object.m_ring_start;
-    }
-    const ssize_t written = write(object.m_fd, text, length);
-    if (written > 0) {
-        *object.m_position += static_cast<uint32_t>(written);
+    const uint32_t limit = g_size_limit.load(std::memory_order_relaxed);
+    uint32_t position = *object.m_position;
+    uint32_t begin = 0;
+    do {
+        begin = position > limit ? object.m_ring_start : position;
+    } while (!object.m_position->compare_exchange_weak(position, begin + static_cast<uint32_t>(length)));
+    const ssize_t written = pwrite(object.m_fd, text, length, begin);
+    if (written != static_cast<ssize_t>(length)) {
+        (void)cut_half(object.m_fd, begin, written);
+        uint32_t end = begin + static_cast<uint32_t>(length);
+        (void)object.m_position->compare_exchange_strong(end, begin); // unless somebody has gone on behind it
     }
 }
 
@@ -107,7 +118,8 @@ void write_header(sfw_log_object &object)
     object.m_ring_start = *object.m_position;
 }
 
-// A child of the service writes on at the file's one offset, so the two must count together, or the ring would grow.
+// A child of the service writes on in the same file, so the two must count together, or they would overwrite each
+// other. Without memory for that they do.
 std::atomic<uint32_t> *shared_position()
 {
     static void *page =

@@ -11,6 +11,7 @@
 namespace {
 
 int g_denied = 0;
+int g_look_error = 0;
 
 } // namespace
 
@@ -21,6 +22,10 @@ int __wrap_access(const char *path, int mode)
 {
     if ((mode & g_denied) != 0 && std::string(path) == "/amt") {
         errno = EACCES;
+        return -1;
+    }
+    if (mode == F_OK && g_look_error != 0) {
+        errno = g_look_error;
         return -1;
     }
     return __real_access(real_path(path).c_str(), mode);
@@ -35,12 +40,18 @@ amt_folder::amt_folder()
 amt_folder::~amt_folder()
 {
     g_denied = 0;
+    g_look_error = 0;
     remove();
 }
 
 void amt_folder::deny(int mode)
 {
     g_denied = mode;
+}
+
+void amt_folder::fail_looks(int error)
+{
+    g_look_error = error;
 }
 
 void amt_folder::remove()

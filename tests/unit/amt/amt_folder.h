@@ -19,6 +19,9 @@ class amt_folder {
     // The folder itself is refused whoever wants one of these of it: R_OK, W_OK. 0: nobody.
     static void deny(int mode);
 
+    // Whether a file is there cannot be told any more; errno.
+    static void fail_looks(int error);
+
     // There is no such folder any more.
     static void remove();
 

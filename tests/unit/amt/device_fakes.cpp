@@ -21,6 +21,8 @@
 
 device_fakes g_fake;
 
+extern "C" int __real_ftruncate(int fd, off_t length);
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -92,15 +94,20 @@ bool close_handset_file(int fd)
     return happens("close " + path);
 }
 
+bool has_limited_room(int fd)
+{
+    const auto file = g_fake.files.find(fd);
+    return file != g_fake.files.end() && g_fake.rooms.count(file->second) > 0;
+}
+
 // Has a file of limited room, opened for writing, stand for the opened one.
 void limit_room(int fd, int flags)
 {
-    const auto room = g_fake.rooms.find(g_fake.files[fd]);
-    if (room == g_fake.rooms.end() || (flags & O_ACCMODE) == O_RDONLY) {
+    if (!has_limited_room(fd) || (flags & O_ACCMODE) == O_RDONLY) {
         return;
     }
     const int limited = memfd_create("limited", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    EXPECT_EQ(ftruncate(limited, static_cast<off_t>(room->second)), 0);
+    EXPECT_EQ(__real_ftruncate(limited, static_cast<off_t>(g_fake.rooms[g_fake.files[fd]])), 0);
     EXPECT_EQ(fcntl(limited, F_ADD_SEALS, F_SEAL_GROW), 0);
     EXPECT_EQ(dup3(limited, fd, O_CLOEXEC), fd);
     (void)close(limited);
@@ -206,6 +213,12 @@ __attribute__((format(printf, 2, 3))) int __wrap_fprintf(FILE *file, const char 
     const int result = vfprintf(file, format, arguments);
     va_end(arguments);
     return result;
+}
+
+// One of limited room keeps its length, behind which it takes nothing.
+int __wrap_ftruncate(int fd, off_t length)
+{
+    return has_limited_room(fd) ? 0 : __real_ftruncate(fd, length);
 }
 
 int __wrap_ioctl(int fd, unsigned long request, int32_t *number)

@@ -86,6 +86,19 @@ TEST(ReadItem, BehindTheEndOfTheFileIs0)
     }
 }
 
+TEST(ReadItem, KeepsAFileThatCannotBeLookedAt)
+{
+    with_folder([](const amt_folder &folder, const test_log &log) {
+        folder.put(k_product, untested_but(36, 6, '2'));
+        amt_folder::fail_looks(EIO);
+        EXPECT_EQ(read_item(3), 2);
+        EXPECT_EQ(folder.content(k_product), untested_but(36, 6, '2'));
+        EXPECT_THAT(without_entries(log), ElementsAre("warning | access file(/amt/product.txt) failure. errorr: 5 - "
+                                                      "Input/output error",
+                                                      "info | itemIndex = 3, buf= 2"));
+    });
+}
+
 TEST(ReadItem, MakesAMissingFile)
 {
     with_folder([](const amt_folder &folder, const test_log &log) {

@@ -337,6 +337,20 @@ TEST(WriteItem, ChangesOneItemOfAFileThatExists)
     });
 }
 
+// Made anew it would lose all its verdicts.
+TEST(WriteItem, KeepsAFileThatCannotBeLookedAt)
+{
+    for_each_writer([](const writer_row &row, const amt_folder &folder, const test_log &log) {
+        folder.put(row.name, untested_but(row.count, 6, '2'));
+        amt_folder::fail_looks(EIO);
+        EXPECT_EQ(row.write(2, 1), 0);
+        std::string expected = untested_but(row.count, 6, '2');
+        expected[4] = '1';
+        EXPECT_EQ(folder.content(row.name), expected);
+        EXPECT_THAT(without_entries(log), ElementsAre("info | write item [2], result= 1"));
+    });
+}
+
 TEST(WriteItem, KeepsEveryVerdictApart)
 {
     for_each_writer([](const writer_row &row, const amt_folder &folder, const test_log &) {

@@ -13,6 +13,34 @@
 
 namespace {
 
+int g_fstat_error = 0; // with which the call fails
+int g_ftruncate_error = 0;
+
+int fail(int error)
+{
+    errno = error;
+    return -1;
+}
+
+} // namespace
+
+extern "C" {
+
+int __real_fstat(int fd, struct stat *info);
+int __wrap_fstat(int fd, struct stat *info)
+{
+    return g_fstat_error != 0 ? fail(g_fstat_error) : __real_fstat(fd, info);
+}
+
+int __real_ftruncate(int fd, off_t length);
+int __wrap_ftruncate(int fd, off_t length)
+{
+    return g_ftruncate_error != 0 ? fail(g_ftruncate_error) : __real_ftruncate(fd, length);
+}
+}
+
+namespace {
+
 TEST(OpenFile, OpensFilesAndFolders)
 {
     const temp_folder folder;
@@ -77,6 +105,50 @@ TEST(OpenStream, ReadsAndWritesAFile)
     const scoped_file file(pub_util_open_stream(path.c_str(), O_RDONLY, "r"));
     char text[4] = "";
     EXPECT_STREQ(fgets(text, sizeof(text), file.get()), "abc");
+}
+
+// What stands in a file is not lost by an opening that fails.
+TEST(OpenStream, EmptiesAFileLast)
+{
+    const temp_folder folder;
+    const std::string path = folder.with_file("file", "abc");
+    EXPECT_EQ(pub_util_open_stream(path.c_str(), O_WRONLY | O_TRUNC, "r"), nullptr) << "a mode that does not suit";
+    EXPECT_EQ(read_whole_file(path), "abc");
+    const scoped_file file(pub_util_open_stream(path.c_str(), O_WRONLY | O_TRUNC, "w"));
+    ASSERT_TRUE(file.is_open());
+    EXPECT_EQ(read_whole_file(path), "");
+}
+
+TEST(OpenFile, EmptiesAFileLast)
+{
+    const temp_folder folder;
+    const std::string path = folder.with_file("file", "abc");
+    for (const int error : {EIO, ENOMEM}) {
+        g_fstat_error = error;
+        EXPECT_EQ(pub_util_open_file(path.c_str(), O_WRONLY | O_TRUNC), -1);
+        g_fstat_error = 0;
+        EXPECT_EQ(read_whole_file(path), "abc");
+    }
+    const scoped_fd file(pub_util_open_file(path.c_str(), O_WRONLY | O_TRUNC));
+    EXPECT_TRUE(file.is_open());
+    EXPECT_EQ(read_whole_file(path), "");
+}
+
+TEST(OpenFile, FailsWhenTheFileCannotBeEmptied)
+{
+    const temp_folder folder;
+    const std::string path = folder.with_file("file", "abc");
+    const int next = dup(0);
+    (void)close(next);
+    g_ftruncate_error = EROFS;
+    EXPECT_EQ(pub_util_open_file(path.c_str(), O_WRONLY | O_TRUNC), -1);
+    EXPECT_EQ(errno, EROFS);
+    EXPECT_EQ(pub_util_open_stream(path.c_str(), O_WRONLY | O_TRUNC, "w"), nullptr);
+    EXPECT_EQ(errno, EROFS);
+    g_ftruncate_error = 0;
+    EXPECT_EQ(read_whole_file(path), "abc");
+    const scoped_fd again(dup(0));
+    EXPECT_EQ(again.get(), next) << "nothing is left open";
 }
 
 TEST(OpenStream, TellsWhyItCannotAndLeavesNothingOpen)
