@@ -106,6 +106,13 @@ void build_file_path(const char *name, char (&path)[k_path_size])
     }
 }
 
+bool is_there(uint32_t generation)
+{
+    char path[k_path_size];
+    (void)snprintf(path, sizeof(path), "%s-%u", g_directory_a, generation);
+    return access(path, F_OK) == 0;
+}
+
 } // namespace
 
 int32_t get_process_name(char *name, size_t size)
@@ -163,12 +170,15 @@ void sfw_log_rotate(uint32_t generations)
     (void)pub_util_run_shell(command); // a generation that is not there yet is no failure
     (void)snprintf(command, sizeof(command), "%s/rmdir %s-%u", k_tools, folder, generations);
     (void)pub_util_run_shell(command);
-    for (uint32_t k = generations; k >= 2; k--) {
+    // One that is still there, as a command has failed, would take the next one in, and could never be removed again.
+    for (uint32_t k = generations; k >= 2 && !is_there(k); k--) {
         (void)snprintf(command, sizeof(command), "%s/mv %s-%u %s-%u", k_tools, folder, k - 1, folder, k);
         (void)pub_util_run_shell(command);
     }
-    (void)snprintf(command, sizeof(command), "%s/mv %s %s-1", k_tools, folder, folder);
-    (void)pub_util_run_shell(command);
+    if (!is_there(1)) {
+        (void)snprintf(command, sizeof(command), "%s/mv %s %s-1", k_tools, folder, folder);
+        (void)pub_util_run_shell(command);
+    }
 }
 
 int log_directory_open_file(const char *name)

@@ -332,6 +332,25 @@ TEST(LogRotation, WorksBelowTheDefaultDirectory)
     });
 }
 
+// After a command that failed; the next start takes it from there.
+TEST(LogRotation, MovesNoGenerationIntoOneThatIsStillThere)
+{
+    in_child([] {
+        const temp_folder folder;
+        EXPECT_EQ(sfw_log_set_directory(folder.path().c_str()), ERR_NONE);
+        const std::string own = folder.path("pub-log-test-log");
+        const std::string log = quoted(own);
+        ASSERT_EQ(mkdir((own + "-2").c_str(), 0700), 0);
+        sfw_log_rotate(2);
+        EXPECT_THAT(g_fake.commands, ElementsAre("/system/bin/rm " + log + "-2/*", "/system/bin/rmdir " + log + "-2",
+                                                 "/system/bin/mv " + log + " " + log + "-1"));
+        ASSERT_EQ(mkdir((own + "-1").c_str(), 0700), 0);
+        g_fake.commands.clear();
+        sfw_log_rotate(2);
+        EXPECT_THAT(g_fake.commands, ElementsAre("/system/bin/rm " + log + "-2/*", "/system/bin/rmdir " + log + "-2"));
+    });
+}
+
 TEST(LogRotation, OfNoGenerationDoesNothing)
 {
     in_child([] {
