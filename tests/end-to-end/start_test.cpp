@@ -230,13 +230,11 @@ TEST_F(Start, EndsWithTheCodeOfAMissingConfiguration)
     EXPECT_THAT(m_handset.files.read(emulator::k_service_log), ::testing::EndsWith(k_footer));
 }
 
-TEST_F(Start, TakesAFolderForAnEmptyConfiguration)
+TEST_F(Start, RefusesAFolderAsConfiguration)
 {
     m_handset.files.remove(k_config_path);
     m_handset.files.make_folder(k_config_path);
-    const std::string output = output_of(emulator::service(), emulator::exited(256 - 101));
-    EXPECT_THAT(output, HasSubstr("[kv-zep-amt]config over result=0\n"));
-    EXPECT_THAT(output, HasSubstr("[kv-zep-amt]init over result=-101\"\n")) << "the application has no path";
+    EXPECT_THAT(output_of(emulator::service(), emulator::exited(138)), HasSubstr("config over result=-118\n"));
 }
 
 TEST_F(Start, RefusesAPipeAsConfigurationInsteadOfWaitingForIt)
