@@ -21,6 +21,6 @@ struct amt_cfg {
 extern amt_cfg amt_cfg_st;
 
 // Resets the record and reads the file into it. Unusable lines are skipped, values that are too long are cut.
-// ERR_INVALID_PARAM for a null path, ERR_C_FUNCTION when the file cannot be opened or read to its end. Main thread, before all
-// others.
+// ERR_INVALID_PARAM for a null path, ERR_C_FUNCTION when the file cannot be opened or read to its end. Main thread,
+// before all others.
 [[nodiscard]] int32_t amt_cfg_init(const char *path);

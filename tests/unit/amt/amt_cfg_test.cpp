@@ -175,9 +175,8 @@ TEST(Configuration, FailsWhenItsFileCannotBeReadToItsEnd)
     in_child([] {
         const test_log log;
         EXPECT_EQ(amt_cfg_init("/"), ERR_C_FUNCTION); // can be opened, cannot be read
-        EXPECT_THAT(log.records(),
-                    ElementsAre("func | ", "func | ", "sys error | fgets: 21 - Is a directory",
-                                "error | -118 - Call C function unsuccessfully | fail to read file: /"));
+        EXPECT_THAT(log.records(), ElementsAre("func | ", "func | ", "sys error | fgets: 21 - Is a directory",
+                                               "error | -118 - Call C function unsuccessfully | fail to read file: /"));
     });
 }
 
