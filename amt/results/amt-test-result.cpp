@@ -114,7 +114,7 @@ int32_t prepare_reading(const result_file &file)
         return 0;
     }
     const int error = errno;
-    // No failure yet: it is made.
+    // No failure yet: it is made if it is missing, and opened if it is not.
     log_warning("access file(%s) failure. errorr: %d - %s", file.m_path, error, error_text(error).c_str());
     if (error == ENOENT && initTestFile(file.m_path, file.m_count) != 0) {
         return log_error(AMT_RESULT_NOT_MADE, "initTestFile fail: init result file error\n");

@@ -27,9 +27,9 @@ static int record_call(int count, char **arguments)
 static void let_go_of_descriptors()
 {
     (void)close_range(0, ~0U, 0);
-    (void)open("/dev/null", O_RDWR); // the lowest free numbers: 0 here, then 1 and 2
-    (void)dup(STDIN_FILENO);
-    (void)dup(STDIN_FILENO);
+    (void)open("/dev/null", O_RDWR); // the lowest free number: 0
+    (void)dup2(STDIN_FILENO, STDOUT_FILENO);
+    (void)dup2(STDIN_FILENO, STDERR_FILENO);
 }
 
 // Renamed into place, so that nobody reads half a number.

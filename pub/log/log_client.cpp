@@ -1,16 +1,17 @@
 #include "pub/log/log_client.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/mman.h>
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <atomic>
 
+#include "pub/base/shared_memory.h"
 #include "pub/log/errors.h"
 
 #define INTERNAL_SITE (sfw_log_site{"log/log_client", __func__, __LINE__})
@@ -56,10 +57,15 @@ pid_t thread_id()
     return t_thread_id;
 }
 
+// Whether a process has been made of this one, or this one of another: it may log, into the same file. Under the
+// default object's lock.
+bool g_is_doubled = false;
+
 // A child of fork() takes over an open lock that nobody would ever open; with these it logs like its parent.
 void lock_default()
 {
     (void)pthread_mutex_lock(&g_default.m_mutex);
+    g_is_doubled = true;
 }
 void unlock_default()
 {
@@ -71,28 +77,54 @@ void unlock_default_in_child()
     unlock_default();
 }
 
+// As long as it lives, no other process writes to the file. A lock of the file's, which ends with a process that is
+// killed in its turn. Nothing for -1; and where there are no such locks everybody goes ahead.
+class file_turn {
+  public:
+    explicit file_turn(int fd)
+        : m_fd(fd)
+    {
+        while (m_fd >= 0 && !set(F_WRLCK) && errno == EINTR) {
+        }
+    }
+    ~file_turn() { (void)(m_fd >= 0 && set(F_UNLCK)); }
+    file_turn(const file_turn &) = delete;
+    file_turn &operator=(const file_turn &) = delete;
+
+  private:
+    [[nodiscard]] bool set(short type) const
+    {
+        struct flock lock = {};
+        lock.l_type = type;
+        lock.l_whence = SEEK_SET;
+        return fcntl(m_fd, F_SETLKW, &lock) == 0;
+    }
+
+    int m_fd;
+};
+
 // A full disk takes half a text: when it stands at the end of the file it is cut off again. True when it was.
 bool cut_half(int fd, uint32_t begin, ssize_t written)
 {
     return written > 0 && lseek(fd, 0, SEEK_END) == static_cast<off_t>(begin) + written && ftruncate(fd, begin) == 0;
 }
 
-// Under the object's lock, and at a place of its own: a child counts on at the same position. A write that fails or
-// stays short loses the text, never the ring, and the next one takes its place.
+// Under the object's lock. A write that fails or stays short loses the text, never the ring, and the next one takes its
+// place.
 void write_text(sfw_log_object &object, const char *text, size_t length)
 {
-    const uint32_t limit = g_size_limit.load(std::memory_order_relaxed);
+    const file_turn turn(object.m_is_default != 0 && g_is_doubled ? object.m_fd : -1);
     uint32_t position = *object.m_position;
-    uint32_t begin = 0;
-    do {
-        begin = position > limit ? object.m_ring_start : position;
-    } while (!object.m_position->compare_exchange_weak(position, begin + static_cast<uint32_t>(length)));
-    const ssize_t written = pwrite(object.m_fd, text, length, begin);
-    if (written != static_cast<ssize_t>(length)) {
-        (void)cut_half(object.m_fd, begin, written);
-        uint32_t end = begin + static_cast<uint32_t>(length);
-        (void)object.m_position->compare_exchange_strong(end, begin); // unless somebody has gone on behind it
+    if (position > g_size_limit.load(std::memory_order_relaxed)) {
+        position = object.m_ring_start;
     }
+    const ssize_t written = pwrite(object.m_fd, text, length, position); // the offset may be another process's as well
+    if (written == static_cast<ssize_t>(length)) {
+        position += static_cast<uint32_t>(length);
+    } else {
+        (void)cut_half(object.m_fd, position, written);
+    }
+    *object.m_position = position;
 }
 
 // The local time of `seconds`, worked out again only when the second changes.
@@ -122,9 +154,8 @@ void write_header(sfw_log_object &object)
 // other. Without memory for that they do.
 std::atomic<uint32_t> *shared_position()
 {
-    static void *page =
-        mmap(nullptr, sizeof(std::atomic<uint32_t>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    return page == MAP_FAILED ? &g_default.m_own_position : static_cast<std::atomic<uint32_t> *>(page);
+    static void *memory = pub_util_share_memory(sizeof(std::atomic<uint32_t>));
+    return memory == nullptr ? &g_default.m_own_position : static_cast<std::atomic<uint32_t> *>(memory);
 }
 
 bool client_open_file(sfw_log_object &object, const char *name)

@@ -49,9 +49,7 @@ void play_logger(cycle &now, bool with_child)
 {
     constexpr int k_threads = 4;
     const temp_folder folder;
-    // Of two processes one may be held up where it has taken its place but not written there yet. So little comes of
-    // the other that it does not come round to that place meanwhile.
-    const long records = with_child ? now.number(150, 260) : now.number(100, 4000);
+    const long records = now.number(100, 4000);
     std::vector<std::string> arguments = {fs::read_symlink("/proc/self/exe").parent_path() / "storm-logger",
                                           folder.path(), std::to_string(k_threads), std::to_string(records)};
     if (with_child) {

@@ -1,7 +1,11 @@
 // The log as a ring, and under several threads and processes.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -197,6 +201,53 @@ TEST(LogThreads, AChildOfTheProcessCanLogWhateverItsParentIsDoing)
         thread.join();
         EXPECT_EQ(wait_status_of_child([] { log_info("last child"); }), 0);
         EXPECT_THAT(log.text(), HasSubstr(" | last child\n"));
+    });
+}
+
+// Whether a process waits for a lock of a file.
+bool waits_for_a_file(pid_t pid)
+{
+    return read_whole_file("/proc/locks").find("-> POSIX  ADVISORY  WRITE " + std::to_string(pid) + " ") !=
+           std::string::npos;
+}
+
+// A copy of the service in the midst of a record: tells that it is, waits until its parent waits for it, tells that,
+// and is killed.
+[[noreturn]] void be_held_up(const std::string &file, int told)
+{
+    struct flock turn = {};
+    turn.l_type = F_WRLCK;
+    const int fd = open(file.c_str(), O_RDWR | O_CLOEXEC);
+    if (fcntl(fd, F_SETLK, &turn) == 0 && write(told, "h", 1) == 1) {
+        while (!waits_for_a_file(getppid())) {
+            (void)usleep(1000); // the test's own time limit ends it
+        }
+        (void)!write(told, "w", 1);
+    }
+    (void)kill(getpid(), SIGKILL);
+    abort();
+}
+
+TEST(LogRing, IsNotWrittenByTwoProcessesAtOnceAndNotHeldUpByOneThatDies)
+{
+    in_child([] {
+        const test_log log;
+        int told[2] = {-1, -1};
+        ASSERT_EQ(pipe2(told, O_CLOEXEC), 0);
+        const std::string file = log.folder() + "/test.log";
+        const pid_t child = fork();
+        if (child == 0) {
+            be_held_up(file, told[1]);
+        }
+        char said[2] = "";
+        EXPECT_EQ(read(told[0], said, 1), 1);
+        log_info("behind it");
+        EXPECT_EQ(fcntl(told[0], F_SETFL, O_NONBLOCK), 0);
+        EXPECT_EQ(read(told[0], said, 1), 1) << "the record has not waited";
+        EXPECT_STREQ(said, "w");
+        (void)kill(child, SIGKILL);
+        EXPECT_EQ(waitpid(child, nullptr, 0), child);
+        EXPECT_THAT(log.text(), HasSubstr(" | behind it\n"));
     });
 }
 
