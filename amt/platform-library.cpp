@@ -51,7 +51,7 @@ void tell_end(const misc_entry &entry, int result, log_caller caller)
 // the library or the entry.
 template <typename entry_type, typename call_type>
 int32_t call_library(const misc_entry &entry, const char *detail, int32_t *returned, const call_type &call,
-                     log_caller caller = log_caller::here())
+                     log_caller caller)
 {
     void *library = dlopen(g_misc_library_a, RTLD_LAZY);
     void *found = library == nullptr ? nullptr : dlsym(library, entry.m_name);
@@ -72,7 +72,7 @@ int32_t call_library(const misc_entry &entry, const char *detail, int32_t *retur
 
 // For an entry whose value is a result: it, or ERR_C_FUNCTION.
 template <typename entry_type, typename call_type>
-int32_t get_result(const misc_entry &entry, const call_type &call, log_caller caller = log_caller::here())
+int32_t get_result(const misc_entry &entry, const call_type &call, log_caller caller)
 {
     int32_t returned = 0;
     const int32_t result = call_library<entry_type>(entry, "", &returned, call, caller);
@@ -81,7 +81,7 @@ int32_t get_result(const misc_entry &entry, const call_type &call, log_caller ca
 
 // For an entry that takes nothing and whose value is what is asked for: 0 until it has been called.
 template <typename entry_type>
-int32_t read_value(const misc_entry &entry, uint32_t *value, log_caller caller = log_caller::here())
+int32_t read_value(const misc_entry &entry, uint32_t *value, log_caller caller)
 {
     int32_t returned = 0;
     const int32_t result = call_library<entry_type>(
@@ -119,26 +119,28 @@ int32_t amt_usb_charge_ctrl(int32_t type)
     if (type < 0) {
         return log_error(ERR_INVALID_PARAM, "parameter type(%d) is not valid.", type);
     }
-    return get_result<amt_usb_charger_enable_fn>(k_usb_charger_enable, [type](auto enable) { return enable(type); });
+    return get_result<amt_usb_charger_enable_fn>(
+        k_usb_charger_enable, [type](auto enable) { return enable(type); }, LOG_HERE);
 }
 
 int32_t amt_boot_dl_fin_read(uint32_t *state)
 {
     log_func();
     log_info("amt_boot_dl_fin_read start.");
-    return read_value<amt_check_system_sanity_fn>(k_check_system_sanity, state);
+    return read_value<amt_check_system_sanity_fn>(k_check_system_sanity, state, LOG_HERE);
 }
 
 int32_t amt_get_charge_mode(uint32_t *mode)
 {
     log_func();
-    return read_value<is_charge_state_fn>(k_is_charge_state, mode);
+    return read_value<is_charge_state_fn>(k_is_charge_state, mode, LOG_HERE);
 }
 
 int32_t amt_make_ue_enter_idle()
 {
     log_func();
-    return get_result<enter_idle_fn>(k_enter_idle, [](auto enter) { return enter(); });
+    return get_result<enter_idle_fn>(
+        k_enter_idle, [](auto enter) { return enter(); }, LOG_HERE);
 }
 
 int32_t amt_test_codec_loop(int32_t type, int32_t enable)
@@ -147,14 +149,14 @@ int32_t amt_test_codec_loop(int32_t type, int32_t enable)
     char detail[64];
     (void)snprintf(detail, sizeof(detail), " enable:%d; type:%d.", enable, type);
     int32_t ignored = 0; // it says nothing
-    return call_library<codec_loop_test_fn>(k_codec_loop_test, detail, &ignored,
-                                            [type, enable](auto test) { return test(type, enable); });
+    return call_library<codec_loop_test_fn>(
+        k_codec_loop_test, detail, &ignored, [type, enable](auto test) { return test(type, enable); }, LOG_HERE);
 }
 
 int32_t amt_create_device_info(char (&text)[AMT_DEVICE_INFO_SIZE + 1])
 {
     log_func();
     memset(text, 0, sizeof(text)); // one more than the library is told of: it may forget the terminator
-    return get_result<create_devinfo_fn>(k_create_devinfo,
-                                         [&text](auto create) { return create(text, AMT_DEVICE_INFO_SIZE); });
+    return get_result<create_devinfo_fn>(
+        k_create_devinfo, [&text](auto create) { return create(text, AMT_DEVICE_INFO_SIZE); }, LOG_HERE);
 }

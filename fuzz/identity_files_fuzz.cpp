@@ -95,7 +95,7 @@ void check_kernel_number(std::string_view content)
 {
     const fuzz_number expected = fuzz_number_of(fuzz_text_of(content));
     int32_t number = 77;
-    const int32_t result = amt_device_read_number(k_kernel_file, &number);
+    const int32_t result = amt_device_read_number(k_kernel_file, &number, LOG_HERE);
     fuzz_check(result == (expected.m_is_there ? ERR_NONE : ERR_C_FUNCTION));
     const auto lower_half = static_cast<int32_t>(static_cast<uint64_t>(expected.m_value));
     fuzz_check(number == (expected.m_is_there ? lower_half : 77));
@@ -186,7 +186,7 @@ void note_identity(std::string_view text)
 void write_number(int32_t number)
 {
     fuzz_file_remove(k_kernel_file);
-    fuzz_check(amt_device_write_number(k_kernel_file, number) == ERR_NONE);
+    fuzz_check(amt_device_write_number(k_kernel_file, number, LOG_HERE) == ERR_NONE);
     fuzz_check(fuzz_file_content(k_kernel_file) == std::to_string(number));
 }
 

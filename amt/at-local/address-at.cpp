@@ -45,7 +45,7 @@ bool read_bt_address(address_text &address)
     char word[AMT_FILE_TEXT_SIZE];
     const file_reading reading = amt_read_word(path, word);
     if (reading == file_reading::not_opened) {
-        (void)amt_tell_open_failure(ERR_C_FUNCTION, path);
+        (void)amt_tell_open_failure(ERR_C_FUNCTION, path, LOG_HERE);
         return false;
     }
     if (reading == file_reading::nothing_read) {
@@ -70,7 +70,7 @@ bool write_bt_address(const address_text &address)
     }
     const int fd = amt_open_anew(path);
     if (fd < 0) {
-        (void)amt_tell_open_failure(ERR_C_FUNCTION, path);
+        (void)amt_tell_open_failure(ERR_C_FUNCTION, path, LOG_HERE);
         return false;
     }
     const bool is_written = amt_write_line_and_close(fd, address);

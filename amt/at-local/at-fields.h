@@ -28,4 +28,4 @@ class at_fields {
 [[nodiscard]] int32_t amt_get_field_number(const char *field);
 
 // Tells in the log, as the caller's own, that a mandatory field is missing. ERR_INVALID_PARAM.
-int32_t amt_tell_missing_field(const char *name, log_caller caller = log_caller::here());
+int32_t amt_tell_missing_field(const char *name, log_caller caller);

@@ -28,7 +28,7 @@ bool get_number(at_fields &fields, const char *name, int *number)
 {
     const char *field = fields.next();
     if (field == nullptr) {
-        (void)amt_tell_missing_field(name);
+        (void)amt_tell_missing_field(name, LOG_HERE);
         return false;
     }
     *number = amt_get_field_number(field);
@@ -41,11 +41,11 @@ int32_t check_connection(int32_t radio)
 {
     switch (radio) {
     case 0:
-        return amt_radio_run(AMT_WIFI_CHECK);
+        return amt_radio_run(AMT_WIFI_CHECK, LOG_HERE);
     case 1:
-        return amt_radio_run(AMT_GPS_CHECK);
+        return amt_radio_run(AMT_GPS_CHECK, LOG_HERE);
     case 3:
-        return amt_radio_run(AMT_BT_CHECK);
+        return amt_radio_run(AMT_BT_CHECK, LOG_HERE);
     default:
         return unknown(radio);
     }
@@ -55,9 +55,9 @@ int32_t switch_bluetooth(int32_t position)
 {
     switch (position) {
     case 0:
-        return amt_radio_run(AMT_BT_STOP);
+        return amt_radio_run(AMT_BT_STOP, LOG_HERE);
     case 1:
-        return amt_radio_run(AMT_BT_START);
+        return amt_radio_run(AMT_BT_START, LOG_HERE);
     default:
         return unknown(position);
     }
@@ -70,7 +70,7 @@ int32_t read_satellite(int index, int *number, int *strength)
     log_info("GPS-READ-SIGNAL start. index:%d", index);
     const int result = hwt_gpsCtrl(AMT_GPS_READ, index, number, strength);
     log_info("GPS-READ-SIGNAL end. return:%d; index:%d; svid:%d; cnr:%d.", result, index, *number, *strength);
-    return amt_radio_check("GPS-READ-SIGNAL", "hwt_gpsCtrl", result);
+    return amt_radio_check("GPS-READ-SIGNAL", "hwt_gpsCtrl", result, LOG_HERE);
 }
 
 int32_t start_and_read_satellite(at_fields &fields)
@@ -78,8 +78,8 @@ int32_t start_and_read_satellite(at_fields &fields)
     int index = 0;
     int number = 0;
     int strength = 0;
-    if (amt_radio_run(AMT_GPS_START, "start gps firstly, ") != ERR_NONE || !get_number(fields, "index", &index) ||
-        read_satellite(index, &number, &strength) != ERR_NONE) {
+    if (amt_radio_run(AMT_GPS_START, LOG_HERE, "start gps firstly, ") != ERR_NONE ||
+        !get_number(fields, "index", &index) || read_satellite(index, &number, &strength) != ERR_NONE) {
         return amt_reply_result(ERR_UNKNOWN);
     }
     return amt_reply_to_line("\r\n^DGPSCTRL: %d,%d\r\n\r\nOK\r\n", number, strength);
@@ -89,7 +89,7 @@ int32_t control_gps(int32_t flag, at_fields &fields)
 {
     switch (flag) {
     case 0:
-        return amt_reply_result(amt_radio_run(AMT_GPS_STOP_BY_LINE));
+        return amt_reply_result(amt_radio_run(AMT_GPS_STOP_BY_LINE, LOG_HERE));
     case 2:
         return start_and_read_satellite(fields);
     default:
@@ -101,12 +101,12 @@ int32_t control_gps(int32_t flag, at_fields &fields)
 
 bool start_wifi()
 {
-    return amt_radio_run(AMT_WIFI_START, "start wifi firstly, ") == ERR_NONE;
+    return amt_radio_run(AMT_WIFI_START, LOG_HERE, "start wifi firstly, ") == ERR_NONE;
 }
 
 int32_t stop_wifi()
 {
-    return amt_radio_run(AMT_WIFI_STOP, "then will stop wifi, ");
+    return amt_radio_run(AMT_WIFI_STOP, LOG_HERE, "then will stop wifi, ");
 }
 
 int32_t start_sending(at_fields &fields)
@@ -119,12 +119,12 @@ int32_t start_sending(at_fields &fields)
         return ERR_UNKNOWN;
     }
     return amt_wifi_start_tx(static_cast<uint8_t>(channel), static_cast<uint16_t>(rate), static_cast<int16_t>(power),
-                             k_rate_unit);
+                             k_rate_unit, LOG_HERE);
 }
 
 int32_t stop_sending()
 {
-    const int32_t result = amt_wifi_stop_tx();
+    const int32_t result = amt_wifi_stop_tx(LOG_HERE);
     return result != ERR_NONE ? result : stop_wifi();
 }
 
@@ -135,7 +135,8 @@ int32_t start_receiving(at_fields &fields)
     if (!start_wifi() || !get_number(fields, "channel", &channel) || !get_number(fields, "rate", &rate)) {
         return ERR_UNKNOWN;
     }
-    const int32_t result = amt_wifi_start_rx(static_cast<uint8_t>(channel), static_cast<uint16_t>(rate), k_rate_unit);
+    const int32_t result =
+        amt_wifi_start_rx(static_cast<uint8_t>(channel), static_cast<uint16_t>(rate), k_rate_unit, LOG_HERE);
     if (result == ERR_NONE) {
         g_receive_channel = static_cast<uint8_t>(channel);
     }
@@ -145,7 +146,7 @@ int32_t start_receiving(at_fields &fields)
 int32_t stop_receiving()
 {
     int count = 0; // for the log
-    const int32_t result = amt_wifi_stop_rx(g_receive_channel, &count);
+    const int32_t result = amt_wifi_stop_rx(g_receive_channel, &count, LOG_HERE);
     return result != ERR_NONE ? result : stop_wifi();
 }
 

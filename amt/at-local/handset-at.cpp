@@ -21,11 +21,10 @@ constexpr int32_t k_write_pcba_sn = 2;
 
 constexpr int32_t k_read_flag = 2;
 
-// Of the text behind the prefix, up to the end of its line: another line may follow.
-at_fields fields_of(const char *prefix)
+// Up to the end of its line: another line may follow.
+size_t line_length(const char *text)
 {
-    const char *text = amt_behind(prefix);
-    return at_fields(text, strcspn(text, "\r\n"));
+    return strcspn(text, "\r\n");
 }
 
 int32_t read_pcba_sn()
@@ -42,7 +41,7 @@ int32_t read_pcba_sn()
 int32_t write_pcba_sn(const char *number)
 {
     if (number == nullptr) {
-        return amt_tell_missing_field("pcba-sn");
+        return amt_tell_missing_field("pcba-sn", LOG_HERE);
     }
     if (amt_write_pcba_sn(number, AMT_PCBA_SN_FILE) != ERR_NONE) {
         (void)log_error(ERR_UNKNOWN, "write error.");
@@ -65,10 +64,11 @@ int32_t handle_amt_power_off_at()
 int32_t handle_amt_pcba_sn_at()
 {
     log_func();
-    at_fields fields = fields_of(AT_PCBA_SN);
+    const char *text = amt_behind(AT_PCBA_SN);
+    at_fields fields(text, line_length(text));
     const char *type = fields.next();
     if (type == nullptr) {
-        return amt_tell_missing_field("type");
+        return amt_tell_missing_field("type", LOG_HERE);
     }
     const int32_t operation = pub_util_get_number(type);
     switch (operation) {
@@ -86,10 +86,11 @@ int32_t handle_amt_not_permit_handshake_at()
 {
     log_func();
     log_info("handle_amt_not_permit_handshake_at. start.");
-    at_fields fields = fields_of(AT_NOT_PERMIT);
+    const char *text = amt_behind(AT_NOT_PERMIT);
+    at_fields fields(text, line_length(text));
     const char *type = fields.next();
     if (type == nullptr) {
-        return amt_tell_missing_field("type");
+        return amt_tell_missing_field("type", LOG_HERE);
     }
     const int32_t operation = pub_util_get_number(type);
     int32_t flag = 0;
@@ -112,7 +113,7 @@ int32_t handle_amt_boot_dl_fin_read_at()
     log_info("handle_amt_boot_dl_fin_read_at. at:%s.",
              reinterpret_cast<const char *>(handle_context_st.m_request.m_data_a));
     uint32_t flag = 0;
-    if (amt_read_boot_dl_flag(&flag) != ERR_NONE) {
+    if (amt_read_boot_dl_flag(&flag, LOG_HERE) != ERR_NONE) {
         return amt_reply_error();
     }
     return amt_reply_to_line("\r\n^DBOOTDLFIN: %d\r\n\r\nOK\r\n", static_cast<int>(flag));

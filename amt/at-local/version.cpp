@@ -89,7 +89,7 @@ int32_t get_ap_sw_version(char *output, uint32_t *length)
 int32_t handle_amt_pc_req_version(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -80,7 +80,7 @@ void end_player()
 int32_t amt_device_audio(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -100,7 +100,7 @@ int32_t amt_device_audio(uint8_t channel, const amt_buffer *request, amt_buffer 
 int32_t amt_device_audio_loop(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -104,12 +104,12 @@ int32_t carry_out_battery_check(const amt_buffer *request, amt_buffer *response)
 int32_t amt_device_battery_voltage(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
     int32_t voltage = 0;
-    result = amt_device_read_number(k_voltage_file, &voltage);
+    result = amt_device_read_number(k_voltage_file, &voltage, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -123,7 +123,7 @@ int32_t amt_device_battery_voltage(uint8_t channel, const amt_buffer *request, a
 int32_t amt_device_battery_voltage_check(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -34,7 +34,7 @@ static_assert(k_address_max < AMT_FILE_TEXT_SIZE, "the first word of a file hold
 
 int32_t start_in_copy(uint8_t channel, amt_buffer *response)
 {
-    if (amt_radio_run(AMT_BT_START) != ERR_NONE) {
+    if (amt_radio_run(AMT_BT_START, LOG_HERE) != ERR_NONE) {
         return log_error(ERR_C_FUNCTION, "error to exec: hciattach");
     }
     (void)amt_handle_send_rsp_ok(channel, response, k_start_response_id); // Bluetooth runs, whoever learns of it
@@ -46,7 +46,7 @@ int32_t read_bt_address(amt_buffer *response)
     char address[AMT_FILE_TEXT_SIZE];
     const file_reading reading = amt_read_word(k_file, address);
     if (reading == file_reading::not_opened) {
-        return amt_tell_open_failure(ERR_INVALID_PARAM, k_file);
+        return amt_tell_open_failure(ERR_INVALID_PARAM, k_file, LOG_HERE);
     }
     if (reading == file_reading::nothing_read) {
         return log_error(ERR_UNKNOWN, "read not completed");
@@ -75,7 +75,7 @@ int32_t write_bt_address(const amt_buffer *request)
 {
     const int fd = amt_open_anew(k_file); // an old address is gone in any case
     if (fd < 0) {
-        return amt_tell_open_failure(ERR_C_FUNCTION, k_file);
+        return amt_tell_open_failure(ERR_C_FUNCTION, k_file, LOG_HERE);
     }
     int32_t result = write_bt_address_to(fd, request);
     if (close(fd) != 0 && result == ERR_NONE) {
@@ -93,11 +93,11 @@ int32_t carry_out_bt_operation(int32_t operation, const amt_buffer *request, amt
     case WRITE_ADDRESS:
         return write_bt_address(request);
     case CHECK_HARDWARE:
-        return amt_radio_run(AMT_BT_CHECK);
+        return amt_radio_run(AMT_BT_CHECK, LOG_HERE);
     case SWITCH_OFF:
-        return amt_radio_run(AMT_BT_CLOSE);
+        return amt_radio_run(AMT_BT_CLOSE, LOG_HERE);
     case SWITCH_ON:
-        return amt_radio_run(AMT_BT_OPEN);
+        return amt_radio_run(AMT_BT_OPEN, LOG_HERE);
     default:
         return log_error(ERR_INVALID_PARAM, "unknown operation: %d", operation);
     }
@@ -108,7 +108,7 @@ int32_t carry_out_bt_operation(int32_t operation, const amt_buffer *request, amt
 int32_t amt_device_bt(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -122,7 +122,7 @@ int32_t amt_device_bt(uint8_t channel, const amt_buffer *request, amt_buffer *re
 int32_t amt_device_bt_address(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

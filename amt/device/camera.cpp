@@ -17,8 +17,8 @@ namespace {
 constexpr char k_device[] = "/dev/video0";
 
 // The driver's own requests.
-constexpr unsigned long k_select_camera = _IOWR('V', 98, int32_t);
-constexpr unsigned long k_update_camera = _IOWR('V', 99, int32_t);
+constexpr unsigned k_select_camera = _IOWR('V', 98, int32_t);
+constexpr unsigned k_update_camera = _IOWR('V', 99, int32_t);
 
 constexpr uint8_t k_preview_id = 139;
 constexpr uint8_t k_second_preview_id = 147;
@@ -42,7 +42,7 @@ int open_device()
 }
 
 // The driver may store another number in place of its argument; what it returns is what counts.
-int request_with(int fd, unsigned long request, int32_t number)
+int request_with(int fd, unsigned request, int32_t number)
 {
     return ioctl(fd, request, &number);
 }
@@ -84,7 +84,7 @@ int32_t update_camera(int32_t camera, int32_t *result)
 int32_t amt_device_camera(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -99,7 +99,7 @@ int32_t amt_device_camera(uint8_t channel, const amt_buffer *request, amt_buffer
 int32_t amt_device_camera_control(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

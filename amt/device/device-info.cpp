@@ -22,7 +22,7 @@ static_assert(AMT_DEVICE_INFO_SIZE + 2 * AMT_ATOM_HEADER_SIZE + AMT_INT_LENGTH +
 int32_t amt_read_dev_info(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -41,7 +41,7 @@ int32_t amt_read_dev_info(uint8_t channel, const amt_buffer *request, amt_buffer
 int32_t amt_enter_idle(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

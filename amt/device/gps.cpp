@@ -28,7 +28,7 @@ int32_t read_satellite(int index, int *number, int *strength)
     log_info("GPS-READ-SIGNAL start. index:%d", index);
     const int result = hwt_gpsCtrl(AMT_GPS_READ, index, number, strength);
     log_info("GPS-READ-SIGNAL end. return:%d; svid:%d; cnr:%d.", result, *number, *strength);
-    return amt_radio_check("GPS-READ-SIGNAL", "hwt_gpsCtrl", result);
+    return amt_radio_check("GPS-READ-SIGNAL", "hwt_gpsCtrl", result, LOG_HERE);
 }
 
 const radio_step &step_of(int32_t position)
@@ -48,20 +48,20 @@ const radio_step &step_of(int32_t position)
 int32_t amt_gps_control(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
     const auto position = static_cast<int32_t>(amt_message_get_int(request->m_data_a, k_switch_atom));
     log_info("amt_gps_control is_start:%d", position);
-    result = amt_radio_run(step_of(position));
+    result = amt_radio_run(step_of(position), LOG_HERE);
     return result != ERR_NONE ? result : amt_handle_send_rsp_ok(channel, response, k_control_response_id);
 }
 
 int32_t amt_gps_test(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -71,7 +71,7 @@ int32_t amt_gps_test(uint8_t channel, const amt_buffer *request, amt_buffer *res
 int32_t amt_gps_read_result(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         (void)pub_util_run_shell("echo gps read result:invalid param > /data/local/wifi/gps_get_result.txt");
         return result;

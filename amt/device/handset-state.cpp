@@ -48,7 +48,7 @@ bool read_temperature(uint32_t *temperature)
 int32_t amt_modem_handle_temperature(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -73,13 +73,13 @@ int32_t amt_read_boot_dl_flag(uint32_t *flag, log_caller caller)
 int32_t amt_modem_boot_dl_fin_read(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
     log_info("amt_modem_boot_dl_fin_read.");
     uint32_t flag = 0;
-    result = amt_read_boot_dl_flag(&flag);
+    result = amt_read_boot_dl_flag(&flag, LOG_HERE);
     if (result != ERR_NONE) {
         return log_error(ERR_UNKNOWN, "read error");
     }
@@ -100,7 +100,7 @@ void amt_power_off_behind_answer()
 int32_t amt_handle_power_off(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -13,7 +13,7 @@ int32_t amt_modem_handle_temperature(uint8_t channel, const amt_buffer *request,
 
 // Reads the flag of the last download, see amt_boot_dl_fin_read, for whoever answers with it: told in the log as the
 // caller's own. The codes of amt_boot_dl_fin_read.
-[[nodiscard]] int32_t amt_read_boot_dl_flag(uint32_t *flag, log_caller caller = log_caller::here());
+[[nodiscard]] int32_t amt_read_boot_dl_flag(uint32_t *flag, log_caller caller);
 
 // Answers with that flag. ERR_UNKNOWN, unanswered, when it cannot be read.
 int32_t amt_modem_boot_dl_fin_read(uint8_t channel, const amt_buffer *request, amt_buffer *response);

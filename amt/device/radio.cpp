@@ -33,7 +33,7 @@ const radio_step AMT_GPS_STOP_BY_LINE = {"GPS-stop",                "hwt_gpsCtrl
 const radio_step AMT_GPS_CHECK        = {"GPS connectivity check",  "hwt_gpsCheck", hwt_gpsCheck};
 // clang-format on
 
-int32_t amt_radio_run(const radio_step &step, const char *prefix, log_caller caller)
+int32_t amt_radio_run(const radio_step &step, log_caller caller, const char *prefix)
 {
     log_info_of(caller, "%s%s start", prefix, step.m_name);
     const int result = step.m_call();

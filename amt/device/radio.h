@@ -29,21 +29,18 @@ extern const radio_step AMT_GPS_CHECK;
 constexpr int AMT_GPS_READ = 2; // the mode of hwt_gpsCtrl that reads a satellite
 
 // Takes the step. `prefix` stands before its beginning in the log.
-[[nodiscard]] int32_t amt_radio_run(const radio_step &step, const char *prefix = "",
-                                    log_caller caller = log_caller::here());
+[[nodiscard]] int32_t amt_radio_run(const radio_step &step, log_caller caller, const char *prefix = "");
 
 // ERR_UNKNOWN, told in the log, when what the entry returned is not 0.
-[[nodiscard]] int32_t amt_radio_check(const char *name, const char *entry, int result,
-                                      log_caller caller = log_caller::here());
+[[nodiscard]] int32_t amt_radio_check(const char *name, const char *entry, int result, log_caller caller);
 
 // WiFi sends or counts test frames. The rate's unit is the library's business; `unit` stands behind the rate in the
 // log. The count of received frames is 0 when the library stores none.
 [[nodiscard]] int32_t amt_wifi_start_tx(uint8_t channel, uint16_t rate, int16_t power, const char *unit,
-                                        log_caller caller = log_caller::here());
-[[nodiscard]] int32_t amt_wifi_stop_tx(log_caller caller = log_caller::here());
-[[nodiscard]] int32_t amt_wifi_start_rx(uint8_t channel, uint16_t rate, const char *unit,
-                                        log_caller caller = log_caller::here());
-[[nodiscard]] int32_t amt_wifi_stop_rx(uint8_t channel, int *count, log_caller caller = log_caller::here());
+                                        log_caller caller);
+[[nodiscard]] int32_t amt_wifi_stop_tx(log_caller caller);
+[[nodiscard]] int32_t amt_wifi_start_rx(uint8_t channel, uint16_t rate, const char *unit, log_caller caller);
+[[nodiscard]] int32_t amt_wifi_stop_rx(uint8_t channel, int *count, log_caller caller);
 
 // The channel on which receiving is stopped that was never started. Messages and lines each remember a channel of their
 // own: keep.

@@ -47,7 +47,7 @@ int32_t choose_brightness(int32_t level)
 int32_t amt_device_lcd_color(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -57,17 +57,18 @@ int32_t amt_device_lcd_color(uint8_t channel, const amt_buffer *request, amt_buf
 int32_t amt_device_lcd_brightness(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
     if (g_brightness_before < 0) {
-        (void)amt_device_read_number(k_brightness_file, &g_brightness_before); // tried again with the next request
+        // One that fails is tried again with the next request.
+        (void)amt_device_read_number(k_brightness_file, &g_brightness_before, LOG_HERE);
     }
     const auto level = static_cast<int32_t>(amt_message_get_int(request->m_data_a, k_brightness_atom));
     log_info("amt_device_lcd_brightness lcd_brightness: %d", level);
     log_info("amt_device_lcd_brightness src_lcd_brightness: %d", g_brightness_before);
-    if (amt_device_write_number(k_brightness_file, choose_brightness(level)) == ERR_NONE) {
+    if (amt_device_write_number(k_brightness_file, choose_brightness(level), LOG_HERE) == ERR_NONE) {
         (void)amt_handle_send_rsp_ok(channel, response, k_brightness_response_id); // see below
     }
     return ERR_NONE; // whatever became of it: who sees the display sees it, keep
@@ -76,12 +77,12 @@ int32_t amt_device_lcd_brightness(uint8_t channel, const amt_buffer *request, am
 int32_t amt_device_vibrator(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
     const uint32_t position = amt_message_get_int_or_one(request->m_data_a, k_switch_atom);
-    result = amt_device_write_number(k_vibrator_file, position != 0 ? k_vibration_ms : 0);
+    result = amt_device_write_number(k_vibrator_file, position != 0 ? k_vibration_ms : 0, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -92,12 +93,12 @@ int32_t amt_device_vibrator(uint8_t channel, const amt_buffer *request, amt_buff
 int32_t amt_device_button_backlight(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
     const uint32_t position = amt_message_get_int_or_one(request->m_data_a, k_switch_atom);
-    result = amt_device_write_number(k_button_file, static_cast<int32_t>(position));
+    result = amt_device_write_number(k_button_file, static_cast<int32_t>(position), LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -49,7 +49,7 @@ uint32_t get_capacity(const char *path)
 int32_t amt_device_tf_card(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

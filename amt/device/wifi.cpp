@@ -57,7 +57,7 @@ int32_t write_wifi_address(const amt_buffer *request, amt_buffer *)
 
 int32_t check_connectivity(const amt_buffer *, amt_buffer *)
 {
-    return amt_radio_run(AMT_WIFI_CHECK);
+    return amt_radio_run(AMT_WIFI_CHECK, LOG_HERE);
 }
 
 using address_operation = int32_t (*)(const amt_buffer *request, amt_buffer *response);
@@ -82,7 +82,7 @@ int32_t switch_on(const uint8_t *, uint8_t *)
     if (g_is_running) {
         return ERR_NONE;
     }
-    const int32_t result = amt_radio_run(AMT_WIFI_START);
+    const int32_t result = amt_radio_run(AMT_WIFI_START, LOG_HERE);
     g_is_running = result == ERR_NONE;
     return result;
 }
@@ -92,7 +92,7 @@ int32_t switch_off(const uint8_t *, uint8_t *)
     if (!g_is_running) {
         return ERR_NONE;
     }
-    const int32_t result = amt_radio_run(AMT_WIFI_STOP);
+    const int32_t result = amt_radio_run(AMT_WIFI_STOP, LOG_HERE);
     g_is_running = result != ERR_NONE;
     return result;
 }
@@ -125,12 +125,12 @@ int32_t start_sending(const uint8_t *message, uint8_t *)
     if (!get_u16(message, k_power_atom, &power)) {
         return log_error(ERR_UNKNOWN, "Tx get power error");
     }
-    return amt_wifi_start_tx(channel, rate, static_cast<int16_t>(power), "");
+    return amt_wifi_start_tx(channel, rate, static_cast<int16_t>(power), "", LOG_HERE);
 }
 
 int32_t stop_sending(const uint8_t *, uint8_t *)
 {
-    return amt_wifi_stop_tx();
+    return amt_wifi_stop_tx(LOG_HERE);
 }
 
 int32_t start_receiving(const uint8_t *message, uint8_t *)
@@ -143,7 +143,7 @@ int32_t start_receiving(const uint8_t *message, uint8_t *)
     if (!get_u16(message, k_rate_atom, &rate)) {
         return log_error(ERR_UNKNOWN, "Rx get rate error");
     }
-    const int32_t result = amt_wifi_start_rx(channel, rate, "");
+    const int32_t result = amt_wifi_start_rx(channel, rate, "", LOG_HERE);
     if (result == ERR_NONE) {
         g_receive_channel = channel;
     }
@@ -153,7 +153,7 @@ int32_t start_receiving(const uint8_t *message, uint8_t *)
 int32_t stop_receiving(const uint8_t *, uint8_t *answer)
 {
     int count = 0;
-    const int32_t result = amt_wifi_stop_rx(g_receive_channel, &count);
+    const int32_t result = amt_wifi_stop_rx(g_receive_channel, &count, LOG_HERE);
     return result != ERR_NONE ? result : amt_message_append_int(answer, k_count_atom, static_cast<uint32_t>(count));
 }
 
@@ -194,7 +194,7 @@ int32_t carry_out_wifi_test(uint8_t command, const uint8_t *message, uint8_t *an
 int32_t amt_device_wifi_address(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -215,7 +215,7 @@ int32_t amt_device_wifi_address(uint8_t channel, const amt_buffer *request, amt_
 int32_t amt_device_wifi_rtx_test(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -24,7 +24,7 @@ int32_t store_flag(int32_t flag)
 {
     char text[12];
     (void)snprintf(text, sizeof(text), "%d", flag);
-    if (amt_write_and_tell(k_file, text, "write content") != ERR_NONE) {
+    if (amt_write_and_tell(k_file, text, "write content", LOG_HERE) != ERR_NONE) {
         return log_error(ERR_UNKNOWN, "write error to do-not-permit-handshake file.");
     }
     log_info("Writed to file(%s) success.flag: %s.", k_file, text);
@@ -72,7 +72,7 @@ bool amt_is_handshake_permitted()
 int32_t amt_handle_not_permit_handshake(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_handle_check_request(channel, request, response);
+    int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -118,7 +118,7 @@ int32_t amt_read_line_or_tell(const char *path, char (&line)[AMT_FILE_TEXT_SIZE]
 int32_t amt_read_data_from_file(char (&text)[AMT_FILE_TEXT_SIZE], const char *path)
 {
     log_func();
-    const int32_t result = amt_read_line_or_tell(path, text);
+    const int32_t result = amt_read_line_or_tell(path, text, LOG_HERE);
     if (result == ERR_NONE) {
         log_info("read content: %s", text);
     }

@@ -25,8 +25,7 @@ enum class file_reading { done, not_opened, nothing_read };
 
 // The first line, as above. ERR_C_FUNCTION, told in the log as the caller's own, when the file cannot be opened or
 // holds nothing. The second tells what it read, too.
-[[nodiscard]] int32_t amt_read_line_or_tell(const char *path, char (&line)[AMT_FILE_TEXT_SIZE],
-                                            log_caller caller = log_caller::here());
+[[nodiscard]] int32_t amt_read_line_or_tell(const char *path, char (&line)[AMT_FILE_TEXT_SIZE], log_caller caller);
 [[nodiscard]] int32_t amt_read_data_from_file(char (&text)[AMT_FILE_TEXT_SIZE], const char *path);
 
 // --- writing
@@ -37,7 +36,7 @@ enum class file_reading { done, not_opened, nothing_read };
 [[nodiscard]] int amt_open_anew(const char *path);
 
 // Tells in the log, as the caller's own, why a file could not be opened, by errno. Returns the code.
-int32_t amt_tell_open_failure(int32_t code, const char *path, log_caller caller = log_caller::here());
+int32_t amt_tell_open_failure(int32_t code, const char *path, log_caller caller);
 
 // Writes all of a text to a file, in one write, and closes it; a line, of up to 98 characters, with a line feed. False
 // with errno, which is 0 when the file took only a part.
@@ -53,5 +52,4 @@ void amt_sync_files();
 
 // Makes the text all that stands in a file; returns when the disk has it. Told in the log as the caller's own, success
 // as "`what`: text". ERR_C_FUNCTION when the file cannot be opened or written.
-[[nodiscard]] int32_t amt_write_and_tell(const char *path, const char *text, const char *what,
-                                         log_caller caller = log_caller::here());
+[[nodiscard]] int32_t amt_write_and_tell(const char *path, const char *text, const char *what, log_caller caller);

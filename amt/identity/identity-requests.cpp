@@ -139,7 +139,7 @@ int32_t answer(int32_t result, uint8_t channel, amt_buffer *response)
 int32_t amt_handle_board_pcba_ctrl(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -153,7 +153,7 @@ int32_t amt_handle_board_pcba_ctrl(uint8_t channel, const amt_buffer *request, a
 int32_t amt_handle_adb_serial_no(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -12,8 +12,7 @@ struct pending_identity {
     std::atomic<uint8_t> m_kind;
     std::atomic<uint8_t> m_channel;
 };
-static_assert(std::atomic<uint8_t>::is_always_lock_free && std::atomic<char>::is_always_lock_free,
-              "a lock would not be shared");
+static_assert(ATOMIC_CHAR_LOCK_FREE == 2, "a lock would not be shared");
 
 pending_identity g_own; // of a process that has no memory to share
 

@@ -14,7 +14,7 @@ int32_t amt_write_pcba_sn(const char *text, const char *path)
     if (text == nullptr || is_empty) {
         return log_error(ERR_INVALID_PARAM, "%d, %d", text == nullptr, is_empty);
     }
-    return amt_write_and_tell(path, text, "write pcba-sn");
+    return amt_write_and_tell(path, text, "write pcba-sn", LOG_HERE);
 }
 
 int32_t amt_read_pcba_sn(char (&number)[AMT_PCBA_SN_SIZE])
@@ -22,7 +22,7 @@ int32_t amt_read_pcba_sn(char (&number)[AMT_PCBA_SN_SIZE])
     log_func();
     memset(number, 0, sizeof(number));
     char line[AMT_FILE_TEXT_SIZE];
-    const int32_t result = amt_read_line_or_tell(AMT_PCBA_SN_FILE, line);
+    const int32_t result = amt_read_line_or_tell(AMT_PCBA_SN_FILE, line, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -13,7 +13,7 @@
 // What every handler that needs the modem does first, and each tells it in the log: ERR_INVALID_PARAM for what
 // amt_handle_check_request refuses, ERR_NOT_READY without a modem.
 [[nodiscard]] int32_t amt_at_check_request(uint8_t channel, const amt_buffer *request, const amt_buffer *response,
-                                           log_caller caller = log_caller::here());
+                                           log_caller caller);
 [[nodiscard]] int32_t amt_at_check_modem();
 
 // Clears both records and makes the command: up to 4095 characters, its carriage return included. A longer one is cut,

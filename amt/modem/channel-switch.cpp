@@ -54,7 +54,7 @@ int32_t amt_channel_switch(uint8_t channel, const amt_buffer *request, amt_buffe
 int32_t amt_at_to_modem(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

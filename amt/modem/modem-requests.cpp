@@ -57,7 +57,7 @@ int32_t answer_failure(const value_row &row, uint8_t channel, amt_buffer *respon
 }
 
 int32_t read_text(const value_row &row, uint8_t channel, const amt_buffer *request, amt_buffer *response,
-                  log_caller caller = log_caller::here())
+                  log_caller caller)
 {
     const int32_t result = amt_at_check_request(channel, request, response, caller);
     if (result != ERR_NONE) {
@@ -78,25 +78,25 @@ int32_t read_text(const value_row &row, uint8_t channel, const amt_buffer *reque
 int32_t amt_modem_handle_read_imei(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    return read_text(k_imei, channel, request, response);
+    return read_text(k_imei, channel, request, response, LOG_HERE);
 }
 
 int32_t amt_modem_handle_read_board(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    return read_text(k_board, channel, request, response);
+    return read_text(k_board, channel, request, response, LOG_HERE);
 }
 
 int32_t amt_modem_handle_read_outdate(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    return read_text(k_date, channel, request, response);
+    return read_text(k_date, channel, request, response, LOG_HERE);
 }
 
 int32_t amt_read_serial_number(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_at_check_request(channel, request, response);
+    const int32_t result = amt_at_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -115,7 +115,7 @@ int32_t amt_read_serial_number(uint8_t channel, const amt_buffer *request, amt_b
 int32_t amt_dtoc_checkSIM(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_at_check_request(channel, request, response);
+    const int32_t result = amt_at_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -114,7 +114,7 @@ int32_t answer_version(uint8_t channel, int32_t module, const version_text &vers
 int32_t handle_amt_req_version(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_at_check_request(channel, request, response);
+    int32_t result = amt_at_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

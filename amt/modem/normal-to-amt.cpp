@@ -135,7 +135,7 @@ int32_t normal_to_amt_ok_post_handle(uint8_t channel, amt_buffer *response)
 int32_t amt_query_amt_support(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_at_check_request(channel, request, response);
+    const int32_t result = amt_at_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -152,7 +152,7 @@ int32_t amt_query_amt_support(uint8_t channel, const amt_buffer *request, amt_bu
 int32_t amt_handle_normal_to_amt(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_at_check_request(channel, request, response);
+    const int32_t result = amt_at_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -167,7 +167,7 @@ int32_t amt_handle_normal_to_amt(uint8_t channel, const amt_buffer *request, amt
 int32_t amt_handle_damt1_cmd(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    int32_t result = amt_at_check_request(channel, request, response);
+    int32_t result = amt_at_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

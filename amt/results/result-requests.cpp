@@ -149,7 +149,7 @@ void begin_verdict(amt_buffer *response, uint8_t response_id, uint32_t station, 
 int32_t amt_modem_write_test_result(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_at_check_request(channel, request, response);
+    const int32_t result = amt_at_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -168,7 +168,7 @@ int32_t amt_modem_write_test_result(uint8_t channel, const amt_buffer *request, 
 int32_t amt_modem_read_test_result(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_at_check_request(channel, request, response);
+    const int32_t result = amt_at_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -192,7 +192,7 @@ int32_t amt_modem_read_test_result(uint8_t channel, const amt_buffer *request, a
 int32_t amt_item_write_test_result(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -212,7 +212,7 @@ int32_t amt_item_write_test_result(uint8_t channel, const amt_buffer *request, a
 int32_t amt_item_read_test_result(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }
@@ -230,7 +230,7 @@ int32_t amt_item_read_test_result(uint8_t channel, const amt_buffer *request, am
 int32_t amt_modem_write_pc_test_result(uint8_t channel, const amt_buffer *request, amt_buffer *response)
 {
     log_func();
-    const int32_t result = amt_handle_check_request(channel, request, response);
+    const int32_t result = amt_handle_check_request(channel, request, response, LOG_HERE);
     if (result != ERR_NONE) {
         return result;
     }

@@ -5,9 +5,11 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "pub/base/thread_value.h"
+
 namespace {
 
-thread_local ending_signals t_admitted = ending_signals::none;
+thread_value<ending_signals> g_admitted; // by the calling thread
 
 sigset_t signals_of(ending_signals signals)
 {
@@ -29,8 +31,9 @@ sigset_t signals_of(ending_signals signals)
 
 void mask_admitted(int how)
 {
-    if (t_admitted != ending_signals::none) {
-        const sigset_t set = signals_of(t_admitted);
+    const ending_signals admitted = g_admitted.get();
+    if (admitted != ending_signals::none) {
+        const sigset_t set = signals_of(admitted);
         (void)pthread_sigmask(how, &set, nullptr); // fails on a bad `how` only
     }
 }
@@ -58,7 +61,7 @@ void pub_util_block_ending_signals()
 
 void pub_util_admit_ending_signals(ending_signals signals)
 {
-    t_admitted = signals;
+    g_admitted.set(signals);
 }
 
 bool pub_util_hand_to_main_thread(int signal_number)

@@ -11,7 +11,7 @@
 #include <sys/types.h>
 
 enum class ending_signals {
-    none,        // the state of every thread at first: a signal stays pending
+    none,        // 0, the state of every thread at first: a signal stays pending
     main_thread, // SIGTERM and SIGUSR2
     worker,      // SIGUSR1
 };

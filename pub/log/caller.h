@@ -1,9 +1,9 @@
 // Who called a function that several operations share. Its records carry that operation's name, by which a reader of
-// the log tells one's failure from another's. The function takes its caller last,
+// the log tells one's failure from another's. The function takes its caller,
 //
-//     int32_t read_number(const char *path, int32_t *number, log_caller caller = log_caller::here());
+//     int32_t read_number(const char *path, int32_t *number, log_caller caller);
 //
-// and logs with log_info_of and log_error_of.
+// logs with log_info_of and log_error_of, and is called with LOG_HERE.
 #pragma once
 
 #include <stdint.h>
@@ -11,10 +11,6 @@
 struct log_caller {
     const char *m_function;
     int32_t m_line;
-
-    // As the default of a parameter: the place of the call.
-    static constexpr log_caller here(const char *function = __builtin_FUNCTION(), int32_t line = __builtin_LINE())
-    {
-        return {function, line};
-    }
 };
+
+#define LOG_HERE (log_caller{__func__, __LINE__})

@@ -37,11 +37,11 @@ constexpr error_row k_errors_a[] = {
 static_assert(sizeof(k_errors_a) / sizeof(k_errors_a[0]) == 19, "a code without its row would print an empty text");
 
 // strerror_r comes in two forms; which one is there decides which of these is called.
-[[maybe_unused]] const char *system_text(int result, const char *buffer)
+__attribute__((unused)) const char *system_text(int result, const char *buffer)
 {
     return result == 0 ? buffer : "";
 }
-[[maybe_unused]] const char *system_text(const char *result, const char * /*buffer*/)
+__attribute__((unused)) const char *system_text(const char *result, const char * /*buffer*/)
 {
     return result;
 }

@@ -12,6 +12,7 @@
 #include <atomic>
 
 #include "pub/base/shared_memory.h"
+#include "pub/base/thread_value.h"
 #include "pub/log/errors.h"
 
 #define INTERNAL_SITE (sfw_log_site{"log/log_client", __func__, __LINE__})
@@ -47,14 +48,14 @@ sfw_log_object g_default = {-1, 0, 1, 0, {}, PTHREAD_MUTEX_INITIALIZER, 0, 0, {}
 std::atomic<uint32_t> g_size_limit{SFW_LOG_SIZE_LIMIT};
 
 // The calling thread's number; asking the kernel again for each record would cost a quarter of it.
-thread_local pid_t t_thread_id = 0;
+thread_value<pid_t> g_thread_id;
 
 pid_t thread_id()
 {
-    if (t_thread_id == 0) {
-        t_thread_id = gettid();
+    if (g_thread_id.get() == 0) {
+        g_thread_id.set(gettid());
     }
-    return t_thread_id;
+    return g_thread_id.get();
 }
 
 // Whether a process has been made of this one, or this one of another: it may log, into the same file. Under the
@@ -73,7 +74,7 @@ void unlock_default()
 }
 void unlock_default_in_child()
 {
-    t_thread_id = 0;
+    g_thread_id.set(0);
     unlock_default();
 }
 

@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include "pub/base/thread_value.h"
 #include "pub/base/wait.h"
 #include "pub/util/util.h"
 
@@ -21,7 +22,7 @@ constexpr int k_grace_periods = 50;
 // Counts the workers that have been ended: behind the count they touch nothing that is shared any more.
 std::atomic<uint32_t> g_ended_workers{0};
 
-thread_local pub_util_thread *t_own_handle = nullptr; // of a worker
+thread_value<pub_util_thread *> g_own_handle; // of a worker
 
 // What a worker is given; it lies with its creator, who waits until the worker has taken it.
 struct thread_start {
@@ -109,14 +110,15 @@ void pub_util_clear_own_thread(pub_util_thread *handle)
 
 void pub_util_keep_own_thread()
 {
-    if (t_own_handle != nullptr) {
-        t_own_handle->store(pthread_self());
+    pub_util_thread *own_handle = g_own_handle.get();
+    if (own_handle != nullptr) {
+        own_handle->store(pthread_self());
     }
 }
 
 void pub_util_admit_kill(pub_util_thread *own_handle)
 {
-    t_own_handle = own_handle;
+    g_own_handle.set(own_handle);
     own_handle->store(pthread_self());
     struct sigaction action = {};
     action.sa_sigaction = take_thread_signal;

@@ -435,12 +435,13 @@ TEST(AtCheck, RefusesWithoutAModemAndSaysSo)
         amt_buffer response = {};
         g_at_dev_not_opened = 0;
         EXPECT_EQ(amt_at_check_modem(), ERR_NONE);
-        EXPECT_EQ(amt_at_check_request(AMT_CHANNEL_APP, &request, &response), ERR_NONE);
+        EXPECT_EQ(amt_at_check_request(AMT_CHANNEL_APP, &request, &response, LOG_HERE), ERR_NONE);
         EXPECT_THAT(log.records(), IsEmpty());
         g_at_dev_not_opened = 1;
         EXPECT_EQ(amt_at_check_modem(), ERR_NOT_READY);
-        EXPECT_EQ(amt_at_check_request(AMT_CHANNEL_APP, &request, &response), ERR_NOT_READY);
-        EXPECT_EQ(amt_at_check_request(255, &request, &response), ERR_INVALID_PARAM) << "the arguments come first";
+        EXPECT_EQ(amt_at_check_request(AMT_CHANNEL_APP, &request, &response, LOG_HERE), ERR_NOT_READY);
+        EXPECT_EQ(amt_at_check_request(255, &request, &response, LOG_HERE), ERR_INVALID_PARAM)
+            << "the arguments come first";
         EXPECT_THAT(log.records(), ElementsAre("warning | no CP.", "warning | no CP.", k_bad_argument + "1, 0, 0, 0"));
     });
 }

@@ -150,7 +150,7 @@ TEST(AtFields, HaveTheNumberAtTheirBeginningIn32Bits)
 // A handler that misses a field.
 int32_t amt_test_line()
 {
-    return amt_tell_missing_field("channel");
+    return amt_tell_missing_field("channel", LOG_HERE);
 }
 
 TEST(MissingField, IsToldAsTheHandlersOwn)

@@ -245,7 +245,7 @@ TEST(ReadWord, SaysWhetherThereIsOne)
 // An operation that reads a line.
 int32_t amt_test_reading(const std::string &path, char (&line)[AMT_FILE_TEXT_SIZE])
 {
-    return amt_read_line_or_tell(path.c_str(), line);
+    return amt_read_line_or_tell(path.c_str(), line, LOG_HERE);
 }
 
 TEST(ReadLineOrTell, TellsItsFailuresInTheNameOfItsCaller)
@@ -279,7 +279,7 @@ TEST(Reading, LeavesNothingOpen)
                                         folder.path("missing")}) {
             (void)amt_read_line(path.c_str(), text);
             (void)amt_read_word(path.c_str(), text);
-            (void)amt_read_line_or_tell(path.c_str(), text);
+            (void)amt_read_line_or_tell(path.c_str(), text, LOG_HERE);
             (void)amt_read_data_from_file(text, path.c_str());
             EXPECT_EQ(dup(STDIN_FILENO), next) << path;
             (void)close(next);

@@ -233,7 +233,7 @@ TEST(OpenAnew, SaysByErrnoWhyItFails)
 // An operation that writes a file.
 int32_t amt_test_writing(const std::string &path, const char *text)
 {
-    return amt_write_and_tell(path.c_str(), text, "write number");
+    return amt_write_and_tell(path.c_str(), text, "write number", LOG_HERE);
 }
 
 // The descriptor that the next opened file gets.

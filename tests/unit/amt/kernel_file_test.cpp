@@ -28,12 +28,12 @@ const std::string k_not_opened = k_failed_call + "Open file \"" + k_path + "\" f
 int32_t amt_test_reading()
 {
     int32_t number = 0;
-    return amt_device_read_number(k_path, &number);
+    return amt_device_read_number(k_path, &number, LOG_HERE);
 }
 
 int32_t amt_test_writing()
 {
-    return amt_device_write_number(k_path, 1);
+    return amt_device_write_number(k_path, 1, LOG_HERE);
 }
 
 TEST(KernelFile, FailsInTheNameOfTheOperationThatWantedIt)
@@ -83,7 +83,7 @@ TEST(KernelFile, HoldsADecimalNumber)
             const device_handset handset;
             handset.put(k_path, row.content);
             int32_t number = 77;
-            EXPECT_EQ(amt_device_read_number(k_path, &number), ERR_NONE);
+            EXPECT_EQ(amt_device_read_number(k_path, &number, LOG_HERE), ERR_NONE);
             EXPECT_EQ(number, row.number);
             EXPECT_THAT(handset.told(), IsEmpty());
             EXPECT_THAT(g_fake.events, ElementsAre(k_reading, k_closing));
@@ -115,7 +115,7 @@ TEST(KernelFile, WithoutANumberLeavesTheCallersAsItIs)
             const device_handset handset;
             handset.put(k_path, row.content);
             int32_t number = 77;
-            EXPECT_EQ(amt_device_read_number(k_path, &number), ERR_C_FUNCTION);
+            EXPECT_EQ(amt_device_read_number(k_path, &number, LOG_HERE), ERR_C_FUNCTION);
             EXPECT_EQ(number, 77);
             EXPECT_THAT(handset.told(), ElementsAre(k_failed_call + row.told));
             EXPECT_THAT(g_fake.events, ElementsAre(k_reading, k_closing));
@@ -129,7 +129,7 @@ TEST(KernelFile, ThatCannotBeReadTellsWhy)
         const device_handset handset;
         handset.make_folder(k_path);
         int32_t number = 77;
-        EXPECT_EQ(amt_device_read_number(k_path, &number), ERR_C_FUNCTION);
+        EXPECT_EQ(amt_device_read_number(k_path, &number, LOG_HERE), ERR_C_FUNCTION);
         EXPECT_EQ(number, 77);
         EXPECT_THAT(handset.told(), ElementsAre(k_failed_call + "fscanf() return: -1; 21 - Is a directory"));
         EXPECT_THAT(g_fake.events, ElementsAre(k_reading, k_closing));
@@ -140,8 +140,8 @@ TEST(KernelFile, ThatCannotBeReadTellsWhy)
 int32_t read_or_write(bool is_reading)
 {
     int32_t number = 77;
-    const int32_t result =
-        is_reading ? amt_device_read_number(k_path, &number) : amt_device_write_number(k_path, number);
+    const int32_t result = is_reading ? amt_device_read_number(k_path, &number, LOG_HERE)
+                                      : amt_device_write_number(k_path, number, LOG_HERE);
     EXPECT_EQ(number, 77);
     return result;
 }
@@ -195,7 +195,7 @@ TEST(KernelFile, GetsTheNumberAndNothingElse)
         in_child([number] {
             const device_handset handset;
             handset.put(k_path, "a number before, and longer");
-            EXPECT_EQ(amt_device_write_number(k_path, number), ERR_NONE);
+            EXPECT_EQ(amt_device_write_number(k_path, number, LOG_HERE), ERR_NONE);
             EXPECT_EQ(handset.content(k_path), std::to_string(number));
             EXPECT_THAT(handset.told(), IsEmpty());
             EXPECT_THAT(g_fake.events, ElementsAre(k_writing, k_closing));
@@ -208,7 +208,7 @@ TEST(KernelFile, IsMadeToBeWritten)
     in_child([] {
         const device_handset handset;
         handset.make_folder("/sys/class/device");
-        EXPECT_EQ(amt_device_write_number(k_path, 8), ERR_NONE);
+        EXPECT_EQ(amt_device_write_number(k_path, 8, LOG_HERE), ERR_NONE);
         EXPECT_EQ(handset.content(k_path), "8");
     });
 }
@@ -233,7 +233,7 @@ TEST(KernelFile, ThatTakesNothingTellsSo)
             handset.put(k_path, "5");
             g_fake.printing = row.end;
             const int descriptor = next_descriptor();
-            EXPECT_EQ(amt_device_write_number(k_path, 8), ERR_C_FUNCTION);
+            EXPECT_EQ(amt_device_write_number(k_path, 8, LOG_HERE), ERR_C_FUNCTION);
             EXPECT_THAT(handset.told(), ElementsAre(k_failed_call + row.told));
             EXPECT_THAT(g_fake.events, ElementsAre(k_writing, k_closing));
             EXPECT_EQ(next_descriptor(), descriptor);
@@ -252,7 +252,7 @@ TEST(KernelFile, IsNotAskedWhatItsDriverThinksOfTheNumber)
         ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
         const rlimit nothing = {0, limit.rlim_max};
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &nothing), 0);
-        const int32_t result = amt_device_write_number(k_path, 8);
+        const int32_t result = amt_device_write_number(k_path, 8, LOG_HERE);
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
         EXPECT_EQ(result, ERR_NONE);
         EXPECT_EQ(read_whole_file(folder.path(k_path + 1)), "") << "it took it";

@@ -60,12 +60,12 @@ void treat_a_line()
 
 void write_nowhere()
 {
-    (void)amt_device_write_number("/sys/none", 1);
+    (void)amt_device_write_number("/sys/none", 1, LOG_HERE);
 }
 
 void blame_a_radio()
 {
-    (void)amt_radio_check("", "", 1);
+    (void)amt_radio_check("", "", 1, LOG_HERE);
 }
 
 template <amt_handle_func handler>
@@ -93,7 +93,7 @@ void ask_for_a_type()
 
 void miss_a_field()
 {
-    (void)amt_tell_missing_field("");
+    (void)amt_tell_missing_field("", LOG_HERE);
 }
 
 int32_t tell_of_charger()

@@ -52,7 +52,7 @@ TEST_F(RadioSteps, AreOneCallOfTheLibraryToldBeforeAndAfter)
             const test_log log;
             std::vector<std::string> told_before;
             g_radio.on_call = [&] { told_before = log.records(); };
-            EXPECT_EQ(amt_radio_run(row.step), ERR_NONE);
+            EXPECT_EQ(amt_radio_run(row.step, LOG_HERE), ERR_NONE);
             const std::string name = row.name;
             EXPECT_THAT(told_before, ElementsAre("info | " + name + " start"));
             EXPECT_THAT(log.records(), ElementsAre("info | " + name + " start", "info | " + name + " end. return:0."));
@@ -71,7 +71,7 @@ TEST_F(RadioSteps, FailWithWhateverIsNot0AndBlameTheEntry)
             in_child([&row, &code] {
                 SCOPED_TRACE(row.name);
                 const test_log log;
-                EXPECT_EQ(amt_radio_run(row.step), ERR_UNKNOWN);
+                EXPECT_EQ(amt_radio_run(row.step, LOG_HERE), ERR_UNKNOWN);
                 const std::string name = row.name;
                 EXPECT_THAT(log.records(),
                             ElementsAre("info | " + name + " start", "info | " + name + " end. return:" + code + ".",
@@ -86,7 +86,7 @@ TEST_F(RadioSteps, HaveAPrefixWhereTheyBeginAlone)
     control("hwt_btCheck", "result=3\n");
     in_child([] {
         const test_log log;
-        EXPECT_EQ(amt_radio_run(AMT_BT_CHECK, "first, "), ERR_UNKNOWN);
+        EXPECT_EQ(amt_radio_run(AMT_BT_CHECK, LOG_HERE, "first, "), ERR_UNKNOWN);
         EXPECT_THAT(log.records(),
                     ElementsAre("info | first, BT hardware check start", "info | BT hardware check end. return:3.",
                                 k_failed + "BT hardware check error. call hwt_btCheck fail: 3"));
@@ -99,10 +99,10 @@ TEST_F(RadioSteps, OfTestFramesHandTheirNumbersOn)
     in_child([this] {
         const test_log log;
         int count = -1;
-        EXPECT_EQ(amt_wifi_start_tx(1, 2, 3, " units"), ERR_NONE);
-        EXPECT_EQ(amt_wifi_stop_tx(), ERR_NONE);
-        EXPECT_EQ(amt_wifi_start_rx(4, 5, " units"), ERR_NONE);
-        EXPECT_EQ(amt_wifi_stop_rx(6, &count), ERR_NONE);
+        EXPECT_EQ(amt_wifi_start_tx(1, 2, 3, " units", LOG_HERE), ERR_NONE);
+        EXPECT_EQ(amt_wifi_stop_tx(LOG_HERE), ERR_NONE);
+        EXPECT_EQ(amt_wifi_start_rx(4, 5, " units", LOG_HERE), ERR_NONE);
+        EXPECT_EQ(amt_wifi_stop_rx(6, &count, LOG_HERE), ERR_NONE);
         EXPECT_EQ(count, 77);
         EXPECT_EQ(calls(), "hwt_TxTest(1, 3, 2, 1)\nhwt_TxTest(0, 0, 0, 0)\n"
                            "hwt_RxTest(1, 4, 5, null)\nhwt_RxTest(0, 6, 0, count)\n");
@@ -123,7 +123,7 @@ TEST_F(RadioSteps, CountNoFramesWhenTheLibraryCountsNone)
         const test_log log;
         g_radio.stores_nothing = true;
         int count = -1;
-        EXPECT_EQ(amt_wifi_stop_rx(6, &count), ERR_UNKNOWN);
+        EXPECT_EQ(amt_wifi_stop_rx(6, &count, LOG_HERE), ERR_UNKNOWN);
         EXPECT_EQ(count, 0);
         EXPECT_THAT(log.records(),
                     ElementsAre("info | WIFI-RX-stop start. channel:6", "info | WIFI-RX-stop end. return:4; cnt:0.",
@@ -135,9 +135,9 @@ TEST_F(RadioSteps, TakeOnlyAResultOf0ForSuccess)
 {
     in_child([] {
         const test_log log;
-        EXPECT_EQ(amt_radio_check("A step", "its entry", 0), ERR_NONE);
+        EXPECT_EQ(amt_radio_check("A step", "its entry", 0, LOG_HERE), ERR_NONE);
         EXPECT_THAT(log.records(), IsEmpty());
-        EXPECT_EQ(amt_radio_check("A step", "its entry", -104), ERR_UNKNOWN);
+        EXPECT_EQ(amt_radio_check("A step", "its entry", -104, LOG_HERE), ERR_UNKNOWN);
         EXPECT_THAT(log.records(), ElementsAre(k_failed + "A step error. call its entry fail: -104"));
     });
 }
@@ -146,12 +146,12 @@ TEST_F(RadioSteps, TakeOnlyAResultOf0ForSuccess)
 void amt_test_radios()
 {
     int count = 0;
-    (void)amt_radio_run(AMT_BT_CHECK);
-    (void)amt_wifi_start_tx(1, 2, 3, "");
-    (void)amt_wifi_stop_tx();
-    (void)amt_wifi_start_rx(1, 2, "");
-    (void)amt_wifi_stop_rx(1, &count);
-    (void)amt_radio_check("a step", "an entry", 1);
+    (void)amt_radio_run(AMT_BT_CHECK, LOG_HERE);
+    (void)amt_wifi_start_tx(1, 2, 3, "", LOG_HERE);
+    (void)amt_wifi_stop_tx(LOG_HERE);
+    (void)amt_wifi_start_rx(1, 2, "", LOG_HERE);
+    (void)amt_wifi_stop_rx(1, &count, LOG_HERE);
+    (void)amt_radio_check("a step", "an entry", 1, LOG_HERE);
 }
 
 TEST_F(RadioSteps, AreToldInTheNameOfTheOperationThatTakesThem)

@@ -195,17 +195,21 @@ struct speed_row {
 constexpr speed_row k_speeds_a[] = {
     {         0, B115200, "B115200"}, {      9600, B115200, "B115200"}, {    115200, B115200, "B115200"},
     {    115201, B230400, "B230400"}, {    230400, B230400, "B230400"}, {    230401, B460800, "B460800"},
-    {    300000, B460800, "B460800"}, {    460800, B460800, "B460800"}, {    460801, B921600, "B921600"},
-    {    921600, B921600, "B921600"}, {   1000000, B921600, "B921600"}, {4294967295, B921600, "B921600"},
+    {    300000, B460800, "B460800"}, {    460800, B460800, "B460800"},
+};
+constexpr speed_row k_fastest_a[] = {
+    {    460801, B921600, "B921600"}, {    921600, B921600, "B921600"}, {   1000000, B921600, "B921600"},
+    {4294967295, B921600, "B921600"},
 };
 // clang-format on
 
-TEST(SerialAttributes, ChooseTheNextSupportedSpeed)
+template <size_t count>
+void expect_speeds(const speed_row (&rows)[count])
 {
-    in_child([] {
+    in_child([&] {
         const test_log log;
         const pty_pair pty;
-        for (const speed_row &row : k_speeds_a) {
+        for (const speed_row &row : rows) {
             pub_util_set_serial_dev_attr(pty.slave(), row.baud);
             const termios attributes = pty.attributes();
             EXPECT_EQ(cfgetispeed(&attributes), row.speed) << row.baud;
@@ -214,6 +218,16 @@ TEST(SerialAttributes, ChooseTheNextSupportedSpeed)
                         Contains("info | convert speed " + std::to_string(row.baud) + " -> " + row.name));
         }
     });
+}
+
+TEST(SerialAttributes, ChooseTheNextSupportedSpeed)
+{
+    expect_speeds(k_speeds_a);
+}
+
+TEST(SerialAttributes, ChooseTheFastestSpeedForAllAbove)
+{
+    expect_speeds(k_fastest_a);
 }
 
 TEST(SerialAttributes, ChangeTheNamedFlagsAndNoOthers)
