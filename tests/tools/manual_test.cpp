@@ -119,8 +119,8 @@ TEST(Installation, OfAHandsetHasTheServiceAndWhatBelongsToIt)
 {
     const tool_runner tools;
     const std::string tree = tools.folder() + "/tree";
-    const outcome installed = tools.run({"cmake", "--install", BUILD_FOLDER, "--prefix", "/", "--component", "handset"},
-                                        "", {{"DESTDIR", tree}});
+    const outcome installed =
+        tools.run({"cmake", "--install", BUILD_FOLDER, "--component", "handset", "--strip", "--prefix", tree});
     ASSERT_EQ(installed.status, 0) << installed;
     std::set<std::string> files;
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(tree)) {
@@ -128,8 +128,8 @@ TEST(Installation, OfAHandsetHasTheServiceAndWhatBelongsToIt)
             files.insert(entry.path().string().substr(tree.size()));
         }
     }
-    EXPECT_THAT(files, ::testing::ElementsAre("/system/bin/kv-zep-amt", "/system/etc/kv-zep-amt.cfg",
-                                              "/system/etc/kv-zep-amt.rc"));
+    EXPECT_THAT(files, ::testing::ElementsAre("/root/init.kv-zep-amt.rc", "/system/bin/kv-zep-amt",
+                                              "/system/etc/kv-zep-amt.cfg"));
 }
 
 } // namespace
