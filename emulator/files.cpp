@@ -103,10 +103,13 @@ bool files::exists(const std::string &inside) const
     return fs::exists(fs::symlink_status(host_path(inside)));
 }
 
-std::string files::read(const std::string &inside) const
+static descriptor open_to_read(const fs::path &path)
 {
-    const fs::path path = host_path(inside);
-    const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    return descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+}
+
+static std::string all_of(const descriptor &file, const fs::path &path)
+{
     if (!file) {
         fail("cannot read", path);
     }
@@ -120,6 +123,19 @@ std::string files::read(const std::string &inside) const
         fail("cannot read", path);
     }
     return content;
+}
+
+std::string files::read(const std::string &inside) const
+{
+    const fs::path path = host_path(inside);
+    return all_of(open_to_read(path), path);
+}
+
+std::string files::read_or(const std::string &inside, const std::string &otherwise) const
+{
+    const fs::path path = host_path(inside);
+    const descriptor file = open_to_read(path);
+    return !file && (errno == ENOENT || errno == ENOTDIR) ? otherwise : all_of(file, path);
 }
 
 std::string files::read_link(const std::string &inside) const

@@ -30,6 +30,10 @@ class files {
     bool exists(const std::string &inside) const;
 
     std::string read(const std::string &inside) const;
+
+    // `otherwise` when there is no such file; there may be none at any moment where a service moves its files about.
+    std::string read_or(const std::string &inside, const std::string &otherwise) const;
+
     std::string read_link(const std::string &inside) const;
 
     // Names in a folder, sorted.

@@ -186,7 +186,8 @@ void handset::boot()
     if (m_link != nullptr) {
         throw std::runtime_error("the handset is on already");
     }
-    auto fresh = std::make_unique<sandbox>(sandbox_paths{files.root(), m_options.init, m_options.preload});
+    auto fresh = std::make_unique<sandbox>(
+        sandbox_paths{files.root(), m_options.init, m_options.preload, m_options.runner, m_options.runner_preload});
     m_link = std::make_shared<init_link>(fresh->take_line());
     m_sandbox = std::move(fresh);
     files.set_live_root(fs::path("/proc") / std::to_string(m_sandbox->init_pid()) / "root");
@@ -336,7 +337,7 @@ void handset::set_property(const std::string &key, const std::string &value)
 
 std::string handset::property(const std::string &key) const
 {
-    return files.exists(k_properties + key) ? files.read(k_properties + key) : "";
+    return files.read_or(k_properties + key, "");
 }
 
 void handset::control(const std::string &entry, const std::vector<std::string> &settings)
@@ -380,7 +381,7 @@ void handset::save_screen(const fs::path &png) const
 
 std::vector<log_record> handset::log_records(const std::string &path) const
 {
-    return files.exists(path) ? parse_log(files.read(path)) : std::vector<log_record>{};
+    return parse_log(files.read_or(path, ""));
 }
 
 log_record handset::wait_log(const std::string &text, deadline limit, const std::string &path) const

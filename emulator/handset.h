@@ -48,6 +48,9 @@ struct handset_options {
     std::filesystem::path library_folder; // its lib*.so go to /system/lib64, its other *.so to /system/lib64/hw
     std::filesystem::path init;           // handset-init; empty: bin/ beside the running program's folder
     std::filesystem::path preload;        // libhandset-preload.so; empty: lib/ beside the running program's folder
+    // For a handset of another architecture than this machine's, where "/system/bin" and "/system/lib64" are its own:
+    std::filesystem::path runner;         // runs its programs: qemu-user, a static one; empty: none
+    std::filesystem::path runner_preload; // what `preload` is, for them
 };
 
 // The service as the handset's start-up starts it, from /system/bin.

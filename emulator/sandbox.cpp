@@ -5,6 +5,7 @@
 #include "emulator/sandbox.h"
 
 #include "emulator/deadline.h"
+#include "emulator/init/foreign.h"
 #include "emulator/messages.h"
 
 #include <fcntl.h>
@@ -54,6 +55,10 @@ static std::vector<std::string> command_line(const sandbox_paths &paths)
     add(line, {"--proc", "/proc", "--bind", root + "/proc/driver", "/proc/driver"});
     add(line, {"--dev", "/dev", "--bind", root + "/dev/__properties__", "/dev/__properties__"});
     add(line, {"--ro-bind", paths.init, k_init_inside, "--ro-bind", paths.preload, k_preload_inside});
+    if (!paths.runner.empty()) {
+        add(line, {"--ro-bind", paths.runner, k_runner_inside});
+        add(line, {"--ro-bind", paths.runner_preload, std::string(k_runner_root) + k_preload_inside});
+    }
     add(line, {"--cap-drop", "ALL", "--cap-add", "CAP_SYS_ADMIN", "--cap-add", "CAP_SETFCAP"});
     add(line, {"--as-pid-1", "--chdir", "/", k_init_inside, std::to_string(k_line_inside)});
     return line;

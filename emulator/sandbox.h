@@ -22,6 +22,8 @@ struct sandbox_paths {
     std::filesystem::path root;
     std::filesystem::path init;
     std::filesystem::path preload;
+    std::filesystem::path runner;         // of programs of another architecture; empty: none
+    std::filesystem::path runner_preload; // in place of `preload` for those
 };
 
 class sandbox {

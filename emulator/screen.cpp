@@ -18,7 +18,7 @@ constexpr std::size_t k_channels = 3;
 // The number of a KEY=VALUE line; `missing` when there is none that a display could have.
 static unsigned number_in(const files &files, const std::string &path, const std::string &key, unsigned missing)
 {
-    std::istringstream lines(files.exists(path) ? files.read(path) : "");
+    std::istringstream lines(files.read_or(path, ""));
     for (std::string line; std::getline(lines, line);) {
         if (line.compare(0, key.size() + 1, key + "=") == 0) {
             const long number = std::strtol(line.c_str() + key.size() + 1, nullptr, 0);
@@ -50,7 +50,7 @@ screen read_screen(const files &files)
     const std::size_t size = is_short ? 2 : k_framebuffer_pixel_size;
     const std::size_t page = std::size_t{result.width} * number_in(files, k_framebuffer_state, "yoffset", 0);
     const std::size_t pixels = std::size_t{result.width} * result.height;
-    std::string memory = files.exists(k_framebuffer_memory) ? files.read(k_framebuffer_memory) : "";
+    std::string memory = files.read_or(k_framebuffer_memory, "");
     memory.resize(page * k_framebuffer_pixel_size + pixels * size);
     const auto *bytes = reinterpret_cast<const std::uint8_t *>(memory.data()) + page * k_framebuffer_pixel_size;
     result.rgb.reserve(pixels * k_channels);

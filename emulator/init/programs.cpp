@@ -2,6 +2,7 @@
 
 #include "emulator/init/programs.h"
 
+#include "emulator/init/foreign.h"
 #include "emulator/init/identity.h"
 
 #include <fcntl.h>
@@ -105,8 +106,12 @@ static const char *become(const start_request &request, const descriptor &identi
     }
     (void)umask(k_umask);
     reset_signals();
-    environ =
-        const_cast<char **>(request.environment.data()); // the program's own PATH is what a bare name is sought in
+    // The program's own PATH is what a bare name is sought in; that leads to programs of this machine's.
+    environ = const_cast<char **>(request.environment.data());
+    if (is_foreign(request.path)) {
+        (void)execute_foreign(request.path, request.arguments);
+        return "execute by the runner of foreign programs";
+    }
     (void)execvp(request.path, request.arguments.data());
     return "execute";
 }

@@ -286,7 +286,7 @@ static std::string get_row(bench &of, const key_row &row)
     switch (row.kind) {
     case key_kind::number_file:
     case key_kind::text_file:
-        return of.handset.files.exists(row.where) ? one_line(of.handset.files.read(row.where)) : row.missing;
+        return one_line(of.handset.files.read_or(row.where, row.missing));
     case key_kind::property:
         return of.handset.property(row.where);
     case key_kind::control:

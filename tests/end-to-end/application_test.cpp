@@ -216,7 +216,7 @@ TEST_F(Application, MeetsAFullConsoleThatDoesNotKeepTheServiceFromEnding)
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const emulator::descriptor console(open(pipe.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
     emulator::program service_with_console = emulator::service();
-    service_with_console.arguments = {"-c", std::string("exec /system/bin/kv-zep-amt > ") + k_console};
+    service_with_console.arguments = {"-c", "exec " + command() + " > " + k_console};
     service_with_console.path = "/system/bin/sh";
     const emulator::process service = start_up(service_with_console);
     while (write(console.get(), "x", 1) == 1) {

@@ -231,6 +231,9 @@ TEST_F(Handshake, IsOverWithTheStationsPort)
         answer();
         (void)m_handset.wait_log("handshake success.");
         m_handset.files.write(k_permit_file, permit);
+        emulator::wait_until("it to wait for the station", [this, &service] { // else its port only reads empty
+            return count_log("read_pc_loop, read ready") == 2 && is_all(service.pid(), 'S');
+        });
         m_station = m_handset.open_tty("/dev/ttyGS0"); // the one that the service reads from is hung up
         expect_failure(m_handset, service, permit == "1" ? "2" : "1", permit);
         EXPECT_EQ(count_log("receive signal"), 0U) << permit;
@@ -336,7 +339,7 @@ TEST_F(Handshake, IsForbiddenByTheStationForTheNextTime)
 // A handset of its own, with the service started on the insertion of a cable.
 struct late_handset {
     explicit late_handset(const char *charge_mode, bool has_port)
-        : handset(service_options())
+        : handset(built_service())
     {
         handset.files.write(k_config_path, k_config);
         handset.control("IsChargeState", {charge_mode});

@@ -66,10 +66,7 @@ class Identity : public station_handset {
     }
 
     // Of a file; "(none)" when it is not there.
-    std::string content(const std::string &path) const
-    {
-        return m_handset.files.exists(path) ? m_handset.files.read(path) : "(none)";
-    }
+    std::string content(const std::string &path) const { return m_handset.files.read_or(path, "(none)"); }
 
     size_t syncs() const { return content(k_syncs).size() / std::string("told\n").size(); }
 

@@ -27,7 +27,7 @@ class copying : public arrangement {
     bool lives(long pid) const
     {
         try {
-            return state_in("/proc/" + std::to_string(pid) + "/stat") != 'Z';
+            return this->state_in("/proc/" + std::to_string(pid) + "/stat") != 'Z';
         } catch (const std::runtime_error &) {
             return false; // nowhere any more
         }
@@ -43,30 +43,12 @@ class copying : public arrangement {
         EXPECT_THAT(this->m_handset.files.read(emulator::k_service_log), EndsWith(k_footer));
     }
 
-    // A letter, as the kernel tells it behind the name.
-    char state_in(const std::string &stat) const
-    {
-        const std::string text = this->m_handset.files.read(stat);
-        return text.at(text.rfind(')') + 2);
-    }
-
-    // Whether each thread of a process is in the state.
-    bool is_all(long pid, char state) const
-    {
-        const std::string tasks = "/proc/" + std::to_string(pid) + "/task/";
-        for (const std::string &task : this->m_handset.files.list(tasks)) {
-            if (state_in(tasks + task + "/stat") != state) {
-                return false;
-            }
-        }
-        return true;
-    }
-
     // While the service is stopped, what is answered is answered by the copy. A signal stops thread by thread.
     void stop(const emulator::process &service) const
     {
         EXPECT_TRUE(service.signal(SIGSTOP));
-        emulator::wait_until("all of the service to stop", [this, &service] { return is_all(service.pid(), 'T'); });
+        emulator::wait_until("all of the service to stop",
+                             [this, &service] { return this->is_all(service.pid(), 'T'); });
     }
     static void go_on(const emulator::process &service) { EXPECT_TRUE(service.signal(SIGCONT)); }
 };

@@ -6,22 +6,19 @@
 #include <signal.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "emulator/handset.h"
+#include "emulator/init/foreign.h"
 #include "emulator/modem.h"
+#include "tests/support/built_service.h"
 
 constexpr char k_log_folder[] = "/data/local/log/kv-zep-amt-log";
 constexpr char k_simplified_service[] = "/data/local/tmp/kv-zep-amt";
 constexpr char k_simplified_log[] = "/data/local/tmp/kv-zep-amt-log/kv-zep-amt.log";
 constexpr char k_config_path[] = "/system/etc/kv-zep-amt.cfg";
-constexpr char k_config[] = "kv.tty.pc = /dev/ttyGS0\n"
-                            "kv.tty.app = /dev/ttyAMT\n"
-                            "kv.tty.modem = /dev/ttyMODEM\n"
-                            "kv.tty.at.mux = /dev/ttyAT\n";
 constexpr char k_footer[] =
     "\n========================================= log  end =========================================\n";
 
@@ -47,21 +44,10 @@ inline std::vector<std::string> entered(const std::vector<emulator::log_record> 
     return result;
 }
 
-// The real service, its libraries and its player, as they were built.
-inline emulator::handset_options service_options()
-{
-    const std::filesystem::path programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    emulator::handset_options result;
-    result.service = programs / "kv-zep-amt";
-    result.library_folder = programs.parent_path() / "lib";
-    result.player = programs / "amt-audio";
-    return result;
-}
-
 class service_handset : public testing::Test {
   protected:
     service_handset()
-        : m_handset(service_options())
+        : m_handset(built_service())
     {
         m_handset.files.write(k_config_path, k_config);
         m_handset.boot();
@@ -76,7 +62,8 @@ class service_handset : public testing::Test {
     {
         emulator::process service = m_handset.start(program);
         const bool has_timer = std::count(program.arguments.begin(), program.arguments.end(), "-u") > 0;
-        const unsigned long threads = k_threads_alone + (has_timer ? 1 : 0); // before there are workers
+        const unsigned long threads = k_threads_alone + (has_timer ? 1 : 0) + // before there are workers
+                                      (foreign_build() == nullptr ? 0 : k_runner_threads);
         emulator::wait_until("the service to wait",
                              [&] { return !service.running() || is_started(service.pid(), threads); });
         EXPECT_TRUE(service.running()) << service.out() << service.err();
@@ -106,6 +93,15 @@ class service_handset : public testing::Test {
         return program;
     }
 
+    // The service as a command for the shell, which is this machine's and cannot execute a foreign program by itself.
+    static std::string command()
+    {
+        const std::string service = emulator::k_service_path;
+        return foreign_build() == nullptr
+                   ? service
+                   : std::string(emulator::k_runner_inside) + " -L " + emulator::k_runner_root + " " + service;
+    }
+
     // Puts the executable, and a configuration beside it, where a developer would.
     void install_simplified()
     {
@@ -125,6 +121,25 @@ class service_handset : public testing::Test {
         return result;
     }
 
+    // A letter, as the kernel tells it behind the name.
+    char state_in(const std::string &stat) const
+    {
+        const std::string text = m_handset.files.read(stat);
+        return text.at(text.rfind(')') + 2);
+    }
+
+    // Whether each thread of a process is in the state.
+    bool is_all(long pid, char state) const
+    {
+        const std::string tasks = "/proc/" + std::to_string(pid) + "/task/";
+        for (const std::string &task : m_handset.files.list(tasks)) {
+            if (state_in(tasks + task + "/stat") != state) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     emulator::handset m_handset;
     emulator::tty m_station;             // the far end of the station's serial tty
     emulator::tty m_modem;               // the far end of the modem's data tty
@@ -136,9 +151,10 @@ class service_handset : public testing::Test {
 #else
     static constexpr unsigned long k_threads_alone = 1;
 #endif
+    static constexpr unsigned long k_runner_threads = 1;
 
     // Whether there are workers, and SIGTERM is handled and let in just now. Between starting the first worker and its
-    // final wait the main thread lets nothing in.
+    // final wait the main thread lets nothing in; but a runner keeps to itself which signals its program lets in.
     bool is_started(pid_t pid, unsigned long threads_before) const
     {
         const std::string status = m_handset.files.read("/proc/" + std::to_string(pid) + "/status");

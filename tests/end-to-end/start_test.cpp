@@ -265,7 +265,7 @@ TEST_F(Start, NeedsNoStandardDescriptors)
 {
     emulator::program closed;
     closed.path = "/system/bin/sh";
-    closed.arguments = {"-c", "exec /system/bin/kv-zep-amt 0<&- 1>&- 2>&-"};
+    closed.arguments = {"-c", "exec " + command() + " 0<&- 1>&- 2>&-"};
     const emulator::process service = start_up(closed);
     EXPECT_EQ(m_handset.files.read(emulator::k_service_log).find("g_usb_activate"), std::string::npos)
         << "console lines never end up in a file that took their descriptor";
@@ -277,7 +277,7 @@ TEST_F(Start, SurvivesFilesThatMayNotGrow)
 {
     emulator::program limited;
     limited.path = "/system/bin/sh";
-    limited.arguments = {"-c", "ulimit -f 1; exec /system/bin/kv-zep-amt"}; // 512 bytes: the log's header and no more
+    limited.arguments = {"-c", "ulimit -f 1; exec " + command()}; // 512 bytes: the log's header and no more
     (void)end(start_up(limited));
     EXPECT_LE(m_handset.files.read(emulator::k_service_log).size(), 1024U);
 }
@@ -286,7 +286,7 @@ TEST_F(Start, SurvivesAConsoleThatNobodyReads)
 {
     emulator::program pipeline;
     pipeline.path = "/system/bin/sh";
-    pipeline.arguments = {"-c", "{ /system/bin/kv-zep-amt; echo status $? >&2; } | { exec 0<&-; echo closed >&2; }"};
+    pipeline.arguments = {"-c", "{ " + command() + "; echo status $? >&2; } | { exec 0<&-; echo closed >&2; }"};
     const emulator::process run = m_handset.start(pipeline);
     run.wait_output("closed");
     const emulator::log_record first = m_handset.wait_log("PID of");

@@ -4,26 +4,11 @@
 
 #include <algorithm>
 #include <csignal>
-#include <filesystem>
 
 #include "tests/storms/storm.h"
+#include "tests/support/built_service.h"
 
 namespace {
-
-constexpr char k_config[] = "kv.tty.pc = /dev/ttyGS0\n"
-                            "kv.tty.app = /dev/ttyAMT\n"
-                            "kv.tty.modem = /dev/ttyMODEM\n"
-                            "kv.tty.at.mux = /dev/ttyAT\n";
-
-emulator::handset_options real_service()
-{
-    const std::filesystem::path programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    emulator::handset_options result;
-    result.service = programs / "kv-zep-amt";
-    result.library_folder = programs.parent_path() / "lib";
-    result.player = programs / "amt-audio";
-    return result;
-}
 
 bool is_number(const std::string &name)
 {
@@ -48,7 +33,7 @@ std::mutex &starting()
 }
 
 bench::bench()
-    : handset(real_service())
+    : handset(built_service())
 {
     handset.files.write("/system/etc/kv-zep-amt.cfg", k_config);
     handset.boot();

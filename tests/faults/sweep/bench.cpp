@@ -10,6 +10,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "tests/support/built_service.h"
+
 namespace faults {
 
 namespace {
@@ -17,21 +19,7 @@ namespace {
 constexpr char k_block_path[] = "/handset/faults";
 constexpr char k_shim[] = "/system/lib64/libfault-shim.so";
 constexpr char k_devices[] = "/handset/bin/libhandset-preload.so";
-constexpr char k_config[] = "kv.tty.pc = /dev/ttyGS0\n"
-                            "kv.tty.app = /dev/ttyAMT\n"
-                            "kv.tty.modem = /dev/ttyMODEM\n"
-                            "kv.tty.at.mux = /dev/ttyAT\n";
 constexpr unsigned k_sleep_divisor = 10;
-
-emulator::handset_options options()
-{
-    const std::filesystem::path programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    emulator::handset_options result;
-    result.service = programs / "kv-zep-amt";
-    result.library_folder = programs.parent_path() / "lib";
-    result.player = programs / "amt-audio";
-    return result;
-}
 
 emulator::program program_for(arrangement how)
 {
@@ -51,7 +39,7 @@ emulator::program program_for(arrangement how)
 } // namespace
 
 bench::bench()
-    : handset(options())
+    : handset(built_service())
 {
     handset.files.write("/system/etc/kv-zep-amt.cfg", k_config);
     handset.files.write(std::string(k_folder_of_simplified) + "kv-zep-amt.cfg", k_config);
@@ -192,7 +180,7 @@ void bench::lay_out(const std::vector<watched_file> &files)
 
 std::string bench::content(const std::string &path) const
 {
-    return handset.files.exists(path) ? handset.files.read(path) : "(none)";
+    return handset.files.read_or(path, "(none)");
 }
 
 void bench::flap(emulator::modem &which, const char *path)

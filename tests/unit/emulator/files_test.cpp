@@ -156,6 +156,17 @@ TEST_F(Files, ThatAreNotThereAreReportedByName)
                 ThrowsMessage<std::runtime_error>(HasSubstr("no absolute path")));
 }
 
+TEST_F(Files, ThatMayBeMovedAwayAtAnyMomentReadAsSomethingElse)
+{
+    m_handset.files.write("/amt/a", "there");
+    EXPECT_EQ(m_handset.files.read_or("/amt/a", "none"), "there");
+    EXPECT_EQ(m_handset.files.read_or("/amt/nothing", "none"), "none");
+    EXPECT_EQ(m_handset.files.read_or("/amt/nothing/deep", "none"), "none") << "its folder is gone as well";
+    EXPECT_EQ(m_handset.files.read_or("/amt/a/deep", "none"), "none") << "or a file";
+    EXPECT_THAT([&] { (void)m_handset.files.read_or("/amt", "none"); },
+                ThrowsMessage<std::runtime_error>(HasSubstr("/amt: Is a directory")));
+}
+
 TEST_F(Files, OfDevAndProcAreSeenWhileTheHandsetIsOn)
 {
     EXPECT_THAT(m_handset.files.list("/dev"), Contains("ptmx"));
