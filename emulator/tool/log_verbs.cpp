@@ -29,6 +29,7 @@ using tool::failure;
 // A busy service goes round its ring in some 30 ms, and what it has overwritten nobody sees.
 constexpr int k_look_ms = 5;
 constexpr int k_looks_between_calls = 50; // looks at the file for one at the keeper
+constexpr int k_most_readings = 10;
 
 static fs::path log_file(const std::string &name)
 {
@@ -43,6 +44,21 @@ static std::string content_of(const descriptor &file)
     for (ssize_t count = 0;
          (count = pread(file.get(), bytes, sizeof(bytes), static_cast<off_t>(content.size()))) > 0;) {
         content.append(bytes, static_cast<std::size_t>(count));
+    }
+    return content;
+}
+
+// The service writes on while the file is read, and a reading may have a later record without an earlier one. What two
+// readings have alike is of one moment; of a service that is never silent it is the last one.
+static std::string settled_content_of(const descriptor &file)
+{
+    std::string content = content_of(file);
+    for (int readings = 1; readings < k_most_readings; readings++) {
+        std::string again = content_of(file);
+        if (again == content) {
+            break;
+        }
+        content = std::move(again);
     }
     return content;
 }
@@ -114,7 +130,7 @@ class log_reader {
   private:
     std::vector<log_record> take_from_file()
     {
-        std::string content = m_file ? content_of(m_file) : "";
+        std::string content = m_file ? settled_content_of(m_file) : "";
         if (content == m_content) {
             return {};
         }
