@@ -10,8 +10,6 @@
 
 #include "tests/tools/android_build.h"
 
-#define NEEDED_LIBRARIES SOURCE_FOLDER "/cmake/needed_libraries.cmake"
-
 namespace {
 
 namespace fs = std::filesystem;
@@ -21,6 +19,8 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
+
+constexpr char k_needed_libraries[] = SOURCE_FOLDER "/cmake/needed_libraries.cmake";
 
 // The programs and shared libraries that a build makes, of its ninja's targets.
 std::set<std::string> linked_files(const std::vector<std::string> &targets)
@@ -58,7 +58,8 @@ TEST(AndroidPreset, BuildsTheServiceAloneForTheHandsetsPlatform)
     EXPECT_THAT(link, HasSubstr("-Wl,-z,relro,-z,now,-z,noexecstack"));
     EXPECT_THAT(link, HasSubstr("-Wl,--allow-shlib-undefined")) << "the platform's libraries need what no NDK shows";
     EXPECT_THAT(link, Not(HasSubstr("rpath"))) << "this machine's folders mean nothing on a handset";
-    EXPECT_THAT(link, ContainsRegex(" -P " NEEDED_LIBRARIES " [^ ]*readelf[^ ]* [^ ]*/bin/kv-zep-amt$"));
+    EXPECT_THAT(link,
+                ContainsRegex(std::string(" -P ") + k_needed_libraries + " [^ ]*readelf[^ ]* [^ ]*/bin/kv-zep-amt$"));
 }
 
 struct missing_row {
@@ -142,7 +143,7 @@ fs::path linked_against(const android_build &build, const command_words &named, 
     for (const std::string &name : nameless) {
         add(name, {});
     }
-    const fs::path service = build.folder() / "service";
+    fs::path service = build.folder() / "service";
     link.insert(link.end(), {"-o", service});
     const outcome linked = build.tools().run(link);
     EXPECT_EQ(linked.status, 0) << linked;
@@ -185,7 +186,7 @@ TEST(AndroidPreset, TellsWhatAHandsetsLoaderWouldNotFind)
     };
     for (const needed_row &row : rows) {
         const fs::path service = linked_against(build, row.m_named, row.m_nameless);
-        const outcome looked = build.tools().run({"cmake", "-P", NEEDED_LIBRARIES, "readelf", service});
+        const outcome looked = build.tools().run({"cmake", "-P", k_needed_libraries, "readelf", service});
         EXPECT_EQ(looked.status, row.m_told.empty() ? 0 : 1) << row.m_name << ": " << looked;
         EXPECT_EQ(errors_of(looked), row.m_told) << row.m_name << ": " << looked;
     }
