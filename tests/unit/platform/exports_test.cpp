@@ -1,11 +1,11 @@
 // Each library offers the platform's entries and nothing else, under the platform's plain file name: what the service
 // links against on a workstation it finds on a handset too.
-#include <cstdio>
 #include <gmock/gmock.h>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "tests/support/command_output.h"
 
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
@@ -16,13 +16,10 @@ namespace {
 
 std::vector<std::string> output_lines(const std::string &command)
 {
-    const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(command.c_str(), "r"), pclose);
-    EXPECT_NE(pipe, nullptr) << command;
+    std::istringstream output(output_of(command));
     std::vector<std::string> lines;
-    char line[1024];
-    while (pipe != nullptr && fgets(line, sizeof(line), pipe.get()) != nullptr) {
-        lines.emplace_back(line);
-        lines.back().pop_back();
+    for (std::string line; std::getline(output, line);) {
+        lines.push_back(line);
     }
     return lines;
 }

@@ -1,9 +1,9 @@
 // What a release build does so that a mistake nobody found yet ends the process at once instead of writing where it
 // should not. Read off the executable itself: flags that a compiler quietly drops would not be missed otherwise.
-#include <cstdio>
 #include <gmock/gmock.h>
-#include <memory>
 #include <string>
+
+#include "tests/support/command_output.h"
 
 using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
@@ -14,15 +14,7 @@ namespace {
 // What readelf tells of the service.
 std::string told_by(const std::string &option)
 {
-    const std::string command = std::string(READELF_PROGRAM " -W ") + option + " '" SERVICE "'";
-    const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(command.c_str(), "r"), pclose);
-    EXPECT_NE(pipe, nullptr) << command;
-    std::string text;
-    char part[4096];
-    for (size_t count = 1; pipe != nullptr && count > 0; text.append(part, count)) {
-        count = fread(part, 1, sizeof(part), pipe.get());
-    }
-    return text;
+    return output_of(std::string(READELF_PROGRAM " -W ") + option + " '" SERVICE "'");
 }
 
 TEST(Hardening, TheServiceIsLoadedAtAnyAddress)

@@ -1,13 +1,13 @@
 // What the service asks of a handset: the libraries that the loader must find, each for something that the service
 // calls, and its size. Read off the executable.
 #include <algorithm>
-#include <cstdio>
 #include <gmock/gmock.h>
 #include <iterator>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "tests/support/command_output.h"
 
 using ::testing::AllOf;
 using ::testing::AnyOf;
@@ -17,18 +17,6 @@ using ::testing::Le;
 using ::testing::StartsWith;
 
 namespace {
-
-std::string output_of(const std::string &command)
-{
-    const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(command.c_str(), "r"), pclose);
-    EXPECT_NE(pipe, nullptr) << command;
-    std::string text;
-    char part[4096];
-    for (size_t count = 1; pipe != nullptr && count > 0; text.append(part, count)) {
-        count = fread(part, 1, sizeof(part), pipe.get());
-    }
-    return text;
-}
 
 // The file names that the loader looks for.
 std::vector<std::string> needed_libraries()
